@@ -1,0 +1,258 @@
+#pragma once
+
+#include "attributes/Transition.hpp"
+#include "attributes/ValueTraits.hpp"
+#include "platform/basalt/Archive.hpp"
+#include "platform/basalt/Attribute.hpp"
+#include "platform/basalt/Serializer.hpp"
+
+#include <cstdint>
+#include <typeinfo>
+
+namespace Basalt {
+
+/// A typed attribute: one value per stored layer, the layer in force and the value shown.
+///
+/// Invariant: the layer in force is defined and no layer above it is; without a running transition the
+/// shown value is the value of the layer in force. A value written below the layer in force is stored but
+/// hidden until the layers above it are cleared.
+///
+/// Layer arguments: LAYER_DEFAULT to LAYER_ABOVE_USER name a stored layer; LAYER_CURRENT and
+/// LAYER_CURRENT_VALUE (and LAYER_COUNT, which is no valid argument) stand for the layer in force.
+template <typename T>
+class AttributeBaseT : public Attribute {
+public:
+    using ValueType = T;
+
+    /// An attribute with this default on LAYER_DEFAULT, added to `host` under `name` unless host is null.
+    AttributeBaseT(Node* host, QByteArray const& name, T const& defaultValue)
+        : Attribute(host, name), m_current(defaultValue), m_values{defaultValue, T{}, T{}, T{}} {}
+    /// A temporary with no host and no name and a value-initialised default.
+    AttributeBaseT() : AttributeBaseT(nullptr, QByteArray(), T{}) {}
+    ~AttributeBaseT() override {
+        if (m_transition) {
+            m_transition->attribute = nullptr;
+        }
+    }
+
+    /// Stores `value` on `layer`. Listeners hear of it only when the shown value changes.
+    virtual void setValue(T const& value, Layer layer) { storeValue(value, layer); }
+
+    /// The value shown.
+    T const& value() const { return m_current; }
+    operator T const&() const { return m_current; }
+    /// The stored layer in force.
+    Layer currentLayer() const { return static_cast<Layer>(m_currentLayer); }
+    /// The value of a stored layer, defined or not; the special layers read as `asInt` and its kin do.
+    T const& valueOnLayer(Layer layer) const { return valueForRead(layer); }
+
+    void clearValue(Layer layer) override { clearStoredValue(layer); }
+    bool isValueDefinedOnLayer(Layer layer) const override {
+        return isSpecial(layer) || m_defined[layer];
+    }
+    /// Writes the value of `from` on `to` through the virtual `setValue`.
+    void copyValueFromLayer(Layer from, Layer to) override {
+        T const source = valueForRead(from);
+        setValue(source, to);
+    }
+    /// Moves the user's value to the default layer and clears the user layer, without an event when the
+    /// shown value stays.
+    void setAsDefaults() override {
+        if (!m_defined[LAYER_USER]) {
+            return;
+        }
+        T const userValue = m_values[LAYER_USER];
+        setValue(userValue, LAYER_DEFAULT);
+        clearValue(LAYER_USER);
+    }
+    /// Whether a layer above the default is in force with a value other than the default.
+    bool isChanged() const override {
+        return m_currentLayer >= LAYER_BELOW_USER && !ValueTraits<T>::same(m_values[LAYER_DEFAULT], m_current);
+    }
+    /// Pushes the layer in force out again: shows it, or aims the transition at it.
+    void emitChange() override {
+        if (m_transition) {
+            m_transition->retarget(m_current, m_values[m_currentLayer]);
+            return;
+        }
+        m_current = m_values[m_currentLayer];
+        Attribute::emitChange();
+    }
+    void setTransitionParameters(TransitionParameters parameters) override;
+    /// Shows `value` without storing it on any layer, as a transition does; emits if it differs.
+    void setAnimatedValue(T const& value) {
+        if (ValueTraits<T>::same(value, m_current)) {
+            return;
+        }
+        m_current = value;
+        Attribute::emitChange();
+    }
+    /// The running transition's entry, or null.
+    TransitionAnimT<T> const* transition() const { return m_transition; }
+
+    /// Writes the highest layer that the archive's mask wants and that is defined; null if there is none.
+    ArchiveElement serialize(Archive& archive) const override;
+    /// Parses the element's text and writes it on LAYER_USER.
+    bool deserialize(ArchiveElement const& element) override {
+        T value = m_current;
+        if (!ValueTraits<T>::parse(element.get(), value)) {
+            return false;
+        }
+        setValue(value, LAYER_USER);
+        return true;
+    }
+    /// The value's text.
+    QString asString(bool* ok = nullptr, Layer layer = LAYER_CURRENT_VALUE) const override {
+        if (ok) {
+            *ok = true;
+        }
+        return ValueTraits<T>::toText(valueForRead(layer));
+    }
+    QByteArray type() const override { return Serializer::tagName(typeid(T)).toUtf8(); }
+
+protected:
+    static bool isSpecial(Layer layer) { return layer >= LAYER_COUNT; }
+    int resolve(Layer layer) const { return isSpecial(layer) ? m_currentLayer : layer; }
+    T const& valueForRead(Layer layer) const {
+        if (layer == LAYER_CURRENT_VALUE) {
+            return m_current;
+        }
+        return m_values[resolve(layer)];
+    }
+
+    /// The steps of `setValue`, callable without the virtual call.
+    void storeValue(T const& value, Layer layer);
+    /// The steps of `clearValue`.
+    void clearStoredValue(Layer layer);
+
+    /// Writes through `Self::setValue` without a virtual call when this object is exactly a `Self`, so
+    /// that the steps inline; any subclass that overrides `setValue` is still honoured.
+    template <typename Self>
+    void writeValue(T const& value, Layer layer) {
+        if (typeid(*this) == typeid(Self)) {
+            static_cast<Self*>(this)->Self::setValue(value, layer);
+        } else {
+            setValue(value, layer);
+        }
+    }
+
+    /// Shared by `eventProcess` of the types that travel as one scalar: drops what can't be read.
+    template <typename Self>
+    void processScalar(Cobalt::BinaryData& data) {
+        bool ok = false;
+        T const value = ValueTraits<T>::read(data, &ok);
+        if (ok) {
+            writeValue<Self>(value, LAYER_USER);
+        }
+    }
+
+private:
+    friend class TransitionManagerT<T>;
+    friend struct Cobalt::ReentrantVectorTraits<TransitionAnimT<T>>;
+
+    TransitionAnimT<T>* m_transition = nullptr;
+    T m_current;
+    std::int32_t m_currentLayer = LAYER_DEFAULT;
+    T m_values[LAYER_COUNT];
+    bool m_defined[LAYER_COUNT] = {true, false, false, false};
+};
+
+template <typename T>
+void AttributeBaseT<T>::storeValue(T const& value, Layer layer) {
+    int const target = resolve(layer);
+    if (target < m_currentLayer) {
+        m_values[target] = value;
+        m_defined[target] = true;
+        return;
+    }
+    if (ValueTraits<T>::same(value, m_current)) {
+        bool const targetUnchanged = !m_transition || ValueTraits<T>::equal(m_values[m_currentLayer], value);
+        m_currentLayer = target;
+        m_values[target] = value;
+        m_defined[target] = true;
+        if (!targetUnchanged) {
+            m_transition->retarget(m_current, value);
+        }
+        return;
+    }
+    m_currentLayer = target;
+    m_values[target] = value;
+    m_defined[target] = true;
+    if (m_transition) {
+        m_transition->retarget(m_current, value);
+        return;
+    }
+    m_current = value;
+    Attribute::emitChange();
+}
+
+template <typename T>
+void AttributeBaseT<T>::clearStoredValue(Layer layer) {
+    int const cleared = resolve(layer);
+    if (cleared == LAYER_DEFAULT && m_currentLayer == LAYER_DEFAULT) {
+        return; // the default stays defined while it is all there is
+    }
+    m_defined[cleared] = false;
+    if (cleared != m_currentLayer) {
+        return;
+    }
+    int shown = cleared - 1;
+    while (shown > LAYER_DEFAULT && !m_defined[shown]) {
+        --shown;
+    }
+    m_defined[shown] = true; // only matters if the default was cleared below a higher layer
+    m_currentLayer = shown;
+    if (ValueTraits<T>::same(m_values[shown], m_values[cleared])) {
+        return;
+    }
+    if (m_transition) {
+        m_transition->retarget(m_current, m_values[shown]);
+        return;
+    }
+    m_current = m_values[shown];
+    Attribute::emitChange();
+}
+
+template <typename T>
+void AttributeBaseT<T>::setTransitionParameters(TransitionParameters parameters) {
+    if (!(parameters.duration > 0)) {
+        if (!m_transition) {
+            return;
+        }
+        // Detach first: a listener of the jump below may destroy this attribute.
+        m_transition->attribute = nullptr;
+        m_transition = nullptr;
+        setAnimatedValue(m_values[m_currentLayer]);
+        return;
+    }
+    if (!m_transition) {
+        m_transition = TransitionManagerT<T>::create(this, parameters);
+        return;
+    }
+    m_transition->setParameters(parameters);
+    m_transition->speed = (m_transition->speed < 0 ? -1.0f : 1.0f) / parameters.duration;
+}
+
+template <typename T>
+ArchiveElement AttributeBaseT<T>::serialize(Archive& archive) const {
+    int layer = LAYER_ABOVE_USER;
+    while (layer >= LAYER_DEFAULT && !(m_defined[layer] && (archive.layerMask() & Archive::layerBit(layer)))) {
+        --layer;
+    }
+    if (layer < LAYER_DEFAULT) {
+        return ArchiveElement();
+    }
+    static QString const tag = Serializer::tagName(typeid(T));
+    ArchiveElement element = archive.createElement(tag);
+    element.set(ValueTraits<T>::toText(m_values[layer]));
+    if (element.isNull()) {
+        return element;
+    }
+    if (!name().isEmpty()) {
+        element.setName(QString::fromUtf8(name()));
+    }
+    element.add(QStringLiteral("type"), QString::fromUtf8(type()));
+    return element;
+}
+
+} // namespace Basalt

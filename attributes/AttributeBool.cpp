@@ -1,0 +1,7 @@
+#include "attributes/AttributeBool.hpp"
+
+namespace Basalt {
+
+template class AttributeBaseT<bool>;
+
+} // namespace Basalt

@@ -1,0 +1,70 @@
+#include "attributes/AttributeNumericT.hpp"
+
+namespace Basalt {
+
+template class AttributeBaseT<float>;
+template class AttributeNumericT<float>;
+template class AttributeT<int>;
+template class AttributeT<long>;
+template class AttributeT<unsigned long>;
+
+void AttributeT<float>::setAsDefaults() {
+    if (!isValueDefinedOnLayer(LAYER_USER)) {
+        return;
+    }
+    // The base moves the value through setValue, which drops expressions; carry the user's over by hand.
+    std::unique_ptr<SimpleExpression> userExpression = std::move(m_expressions[LAYER_USER]);
+    AttributeNumericT<float>::setAsDefaults();
+    m_expressions[LAYER_DEFAULT] = std::move(userExpression);
+}
+
+bool AttributeT<float>::set(float value, Layer layer, ValueUnit unit) {
+    if (unit == UNIT_PERCENTAGE) {
+        setPercentage(value, layer);
+        return true;
+    }
+    writeValue<AttributeT>(value, layer);
+    return true;
+}
+
+bool AttributeT<float>::set(int value, Layer layer, ValueUnit) {
+    writeValue<AttributeT>(static_cast<float>(value), layer);
+    return true;
+}
+
+bool AttributeT<float>::set(StyleValue const& value, Layer layer) {
+    if (value.size() != 1) {
+        return false;
+    }
+    int const target = resolve(layer);
+    if (value.type(0) == StyleValue::TYPE_EXPRESSION) {
+        applyExpression(target, value.asExpr(0));
+        return true;
+    }
+    if (!value.isNumber(0)) {
+        return false;
+    }
+    if (value.unit(0) == UNIT_PERCENTAGE) {
+        setPercentage(value.asFloat(0), static_cast<Layer>(target));
+        return true;
+    }
+    writeValue<AttributeT>(value.asFloat(0), static_cast<Layer>(target));
+    return true;
+}
+
+void AttributeT<float>::setPercentage(float percent, Layer layer) {
+    SimpleExpression expression(percent);
+    expression.replace(SimpleExpression::TAG_PERCENTAGE, 0);
+    applyExpression(resolve(layer), expression);
+}
+
+void AttributeT<float>::applyExpression(int layer, SimpleExpression const& expression) {
+    m_expressions[layer] = std::make_unique<SimpleExpression>(expression);
+    storeValue(expression.evaluate(&m_expressionParameter, 1), static_cast<Layer>(layer));
+}
+
+void AttributeT<float>::eventProcess(QByteArray const&, Cobalt::BinaryData& data) {
+    processScalar<AttributeT>(data);
+}
+
+} // namespace Basalt

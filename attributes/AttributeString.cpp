@@ -1,0 +1,7 @@
+#include "attributes/AttributeString.hpp"
+
+namespace Basalt {
+
+template class AttributeBaseT<QString>;
+
+} // namespace Basalt

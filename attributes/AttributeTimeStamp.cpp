@@ -1,0 +1,7 @@
+#include "attributes/AttributeTimeStamp.hpp"
+
+namespace Basalt {
+
+template class AttributeBaseT<Cobalt::TimeStamp>;
+
+} // namespace Basalt

@@ -1,0 +1,7 @@
+#include "framework/LibraryVersion.hpp"
+
+namespace Datamodel {
+
+QString libraryVersion() { return QStringLiteral(DATAMODEL_VERSION); }
+
+} // namespace Datamodel

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "platform/basalt/Attribute.hpp"
+
+#include <QHash>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+namespace Basalt {
+
+/// An attribute that holds attributes: the tree of a document. It keeps its attributes in order of
+/// addition as pairs of name and pointer; elements are nodes, so the element tree is the attribute tree.
+///
+/// A node owns none of its attributes: members are owned by the object that declares them, and child
+/// elements by the element layer. Destroying a node detaches what is still attached.
+class Node : public Attribute, public std::enable_shared_from_this<Node> {
+public:
+    /// How a listener of a node event is called.
+    enum ListenerType {
+        LISTENER_DIRECT = 0, ///< synchronously, inside `eventSend`
+    };
+    using Entry = std::pair<QByteArray, Attribute*>;
+    using EventListener = std::function<void(Cobalt::BinaryData&)>;
+
+    Node();
+    Node(Node* host, QByteArray const& name);
+    ~Node() override;
+
+    /// An element named "node" holding the serialisable children that have something to write.
+    ArchiveElement serialize(Archive& archive) const override;
+    /// Hands each child element to the attribute of its name, or to `readElement` when there is none.
+    /// False when some attribute refused its element; the others are read all the same.
+    bool deserialize(ArchiveElement const& element) override;
+    /// Routes the message to the child named by the part of `id` before the first '/', passing the rest
+    /// on. A message for an unknown child is dropped.
+    void eventProcess(QByteArray const& id, Cobalt::BinaryData& data) override;
+    QByteArray type() const override;
+    /// Whether any child is changed.
+    bool isChanged() const override;
+    /// On every child.
+    void setAsDefaults() override;
+    /// The first attribute added under `name`, or null.
+    Attribute* attribute(QByteArray const& name) const override;
+
+    /// Hook for an archive child that matches no attribute; the default ignores it.
+    virtual void readElement(ArchiveElement const& element);
+    /// Hooks called on the host after an attribute was added or removed.
+    virtual void attributeAdded(Attribute* attribute);
+    virtual void attributeRemoved(Attribute* attribute);
+
+    /// Adds under the attribute's own name, sets its host and calls `attributeAdded`. An attribute that
+    /// has a host is first removed from it.
+    void addAttribute(Attribute* attribute);
+    /// The same under `name`, which becomes the attribute's name.
+    void addAttribute(QByteArray const& name, Attribute* attribute);
+    /// Detaches an attribute (it is not deleted) and calls `attributeRemoved`; false if it isn't here.
+    bool removeAttribute(Attribute* attribute);
+    /// The attributes in order of addition.
+    std::vector<Entry> const& attributes() const { return m_attributes; }
+
+    /// Declares an outgoing event name.
+    void eventAddOut(QByteArray const& name);
+    /// Whether `name` was declared.
+    bool hasEventOut(QByteArray const& name) const;
+    /// Raises a declared event without data. An undeclared name is logged and ignored.
+    void eventSend(QByteArray const& name);
+    /// Raises a declared event; each listener reads `data` from its start.
+    void eventSend(QByteArray const& name, Cobalt::BinaryData const& data);
+    /// Subscribes to a named event of this node; returns an identifier for `eventRemoveListener`.
+    long eventAddListenerBd(QByteArray const& name, Node* owner, EventListener listener,
+                            ListenerType type = LISTENER_DIRECT);
+    void eventRemoveListener(long id);
+    /// Removes every event listener of `owner`.
+    void eventRemoveListeners(Node* owner);
+
+    /// A new 64-bit identifier, unique in this process. Safe from any thread.
+    static long generateId();
+    /// A shared pointer to this node sharing ownership with whoever holds it; null when no shared
+    /// pointer owns it.
+    std::shared_ptr<Node> sharedPtr();
+
+private:
+    friend class Attribute;
+    /// Drops an attribute that is being destroyed, without hooks: the object is half gone.
+    void forgetAttribute(Attribute* attribute);
+    void renameAttribute(Attribute* attribute, QByteArray const& oldName);
+    std::size_t indexOf(Attribute const* attribute) const;
+    void detach(std::size_t index);
+    void indexInsert(QByteArray const& name, Attribute* attribute);
+    void indexErase(QByteArray const& name, Attribute const* attribute);
+
+    struct Events;
+
+    std::vector<Entry> m_attributes;
+    // A name index, built once a node has many attributes; small nodes scan.
+    std::unique_ptr<QHash<QByteArray, Attribute*>> m_index;
+    std::unique_ptr<Events> m_events;
+};
+
+} // namespace Basalt
