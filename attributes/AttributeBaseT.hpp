@@ -76,7 +76,7 @@ public:
             return;
         }
         m_current = m_values[m_currentLayer];
-        Attribute::emitChange();
+        notify(ROLE_CHANGE);
     }
     void setTransitionParameters(TransitionParameters parameters) override;
     /// Shows `value` without storing it on any layer, as a transition does; emits if it differs.
@@ -85,7 +85,7 @@ public:
             return;
         }
         m_current = value;
-        Attribute::emitChange();
+        notify(ROLE_CHANGE);
     }
     /// The running transition's entry, or null.
     TransitionAnimT<T> const* transition() const { return m_transition; }
@@ -120,16 +120,36 @@ protected:
         return m_values[resolve(layer)];
     }
 
-    /// The steps of `setValue`, callable without the virtual call.
-    void storeValue(T const& value, Layer layer);
+    /// The steps of `setValue`, callable without the virtual call. The common cases (a new value with no
+    /// transition, or a value already stored and shown) stay inline; layer moves and transitions don't.
+    void storeValue(T const& value, Layer layer) {
+        int const target = resolve(layer);
+        if (target != m_currentLayer || m_transition) {
+            storeValueSlowly(value, target);
+            return;
+        }
+        if (ValueTraits<T>::same(value, m_current)) {
+            if (!ValueTraits<T>::same(value, m_values[target])) {
+                m_values[target] = value; // shown but not yet stored, after setAnimatedValue
+            }
+            return;
+        }
+        m_values[target] = value;
+        m_current = value;
+        notify(ROLE_CHANGE);
+    }
+    /// The steps of `setValue` for a resolved layer, every case included.
+    void storeValueSlowly(T const& value, int target);
     /// The steps of `clearValue`.
     void clearStoredValue(Layer layer);
 
     /// Writes through `Self::setValue` without a virtual call when this object is exactly a `Self`, so
-    /// that the steps inline; any subclass that overrides `setValue` is still honoured.
+    /// that the steps inline; any subclass that overrides `setValue` is still honoured. The type_info
+    /// objects are compared by address: should a loader ever duplicate one, the write merely takes the
+    /// virtual call.
     template <typename Self>
     void writeValue(T const& value, Layer layer) {
-        if (typeid(*this) == typeid(Self)) {
+        if (&typeid(*this) == &typeid(Self)) {
             static_cast<Self*>(this)->Self::setValue(value, layer);
         } else {
             setValue(value, layer);
@@ -158,8 +178,7 @@ private:
 };
 
 template <typename T>
-void AttributeBaseT<T>::storeValue(T const& value, Layer layer) {
-    int const target = resolve(layer);
+void AttributeBaseT<T>::storeValueSlowly(T const& value, int target) {
     if (target < m_currentLayer) {
         m_values[target] = value;
         m_defined[target] = true;
@@ -183,7 +202,7 @@ void AttributeBaseT<T>::storeValue(T const& value, Layer layer) {
         return;
     }
     m_current = value;
-    Attribute::emitChange();
+    notify(ROLE_CHANGE);
 }
 
 template <typename T>
@@ -210,7 +229,7 @@ void AttributeBaseT<T>::clearStoredValue(Layer layer) {
         return;
     }
     m_current = m_values[shown];
-    Attribute::emitChange();
+    notify(ROLE_CHANGE);
 }
 
 template <typename T>

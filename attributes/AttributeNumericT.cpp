@@ -12,10 +12,14 @@ void AttributeT<float>::setAsDefaults() {
     if (!isValueDefinedOnLayer(LAYER_USER)) {
         return;
     }
-    // The base moves the value through setValue, which drops expressions; carry the user's over by hand.
+    // setValue drops the expression of the layer it writes, so the user's is carried over by hand, and before
+    // the user layer is cleared: that clear may notify, and its listeners must find the default complete (or
+    // may destroy this attribute, after which nothing here may be touched).
     std::unique_ptr<SimpleExpression> userExpression = std::move(m_expressions[LAYER_USER]);
-    AttributeNumericT<float>::setAsDefaults();
+    float const userValue = valueOnLayer(LAYER_USER);
+    setValue(userValue, LAYER_DEFAULT);
     m_expressions[LAYER_DEFAULT] = std::move(userExpression);
+    clearValue(LAYER_USER);
 }
 
 bool AttributeT<float>::set(float value, Layer layer, ValueUnit unit) {

@@ -56,11 +56,15 @@ public:
 
     /// A plain write replaces any expression of the layer.
     void setValue(float const& value, Layer layer) override {
-        m_expressions[resolve(layer)].reset();
+        dropExpression(layer);
         storeValue(value, layer);
     }
+    /// Drops the expression of the cleared layer, except where the clear is refused: the default in force
+    /// stays whole, expression included.
     void clearValue(Layer layer) override {
-        m_expressions[resolve(layer)].reset();
+        if (resolve(layer) != LAYER_DEFAULT || currentLayer() != LAYER_DEFAULT) {
+            dropExpression(layer);
+        }
         clearStoredValue(layer);
     }
     /// Moves the user's value and its expression to the default layer.
@@ -82,6 +86,13 @@ public:
     float expressionParameter() const { return m_expressionParameter; }
 
 private:
+    // Tested before it is reset: plain writes are the hot path and most layers hold no expression.
+    void dropExpression(Layer layer) {
+        std::unique_ptr<SimpleExpression>& expression = m_expressions[resolve(layer)];
+        if (expression) {
+            expression.reset();
+        }
+    }
     /// Keeps `expression` on the resolved layer and stores its value with the base steps.
     void applyExpression(int layer, SimpleExpression const& expression);
 
@@ -117,7 +128,8 @@ public:
         return true;
     }
     /// Sign-extends into the wider types.
-    bool set(int value, Layer layer = Attribute::LAYER_USER, ValueUnit = Attribute::UNIT_UNSPECIFIED) override {
+    bool set(int value, Layer layer = Attribute::LAYER_USER,
+             ValueUnit = Attribute::UNIT_UNSPECIFIED) override {
         this->template writeValue<AttributeT>(static_cast<T>(value), layer);
         return true;
     }

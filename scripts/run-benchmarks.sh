@@ -7,6 +7,6 @@ status=0
 for program in "$build_dir"/bench/*Bench; do
     [ -x "$program" ] || continue
     echo "== $(basename "$program")"
-    "$program" --benchmark_counters_tabular=true || status=1
+    "$program" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true || status=1
 done
 exit $status

@@ -38,7 +38,7 @@ public:
             frame->destroyed = true;
             outermost = frame;
         }
-        outermost->orphans = std::move(m_entries);
+        outermost->orphans = std::make_unique<std::vector<std::unique_ptr<Entry>>>(std::move(m_entries));
     }
 
     /// Adds a listener and returns its identifier.
@@ -53,6 +53,7 @@ public:
         for (auto& entry : m_entries) {
             if (entry->id == id && entry->mask != 0) {
                 retire(*entry);
+                compactIfIdle();
                 return true;
             }
         }
@@ -72,12 +73,13 @@ public:
                 entry->mask = remaining;
             }
         }
+        compactIfIdle(); // only after the walk: compacting replaces the vector being walked
     }
 
     /// Calls, in order of adding, every listener whose mask meets `mask`. Returns false when the list was
     /// destroyed by a callback, in which case the caller must not touch the object that held it.
     bool call(unsigned mask, Args... args) {
-        Frame frame{m_frames, false, {}};
+        Frame frame{m_frames, false, nullptr};
         m_frames = &frame;
         std::size_t const count = m_entries.size();
         for (std::size_t i = 0; i < count; ++i) {
@@ -117,14 +119,18 @@ private:
     struct Frame {
         Frame* outer;
         bool destroyed = false;
-        std::vector<std::unique_ptr<Entry>> orphans;
+        // Filled only when the list dies inside a callback: keeps the entries until the call returns.
+        std::unique_ptr<std::vector<std::unique_ptr<Entry>>> orphans;
     };
 
     // A removed entry stays in place (its function may be running) until no call is in progress.
     void retire(Entry& entry) {
         entry.mask = 0;
         m_retired = true;
-        if (!m_frames) {
+    }
+
+    void compactIfIdle() {
+        if (!m_frames && m_retired) {
             compact();
         }
     }

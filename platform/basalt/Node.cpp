@@ -4,6 +4,8 @@
 #include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/Trace.hpp"
 
+#include <QSet>
+
 #include <atomic>
 
 namespace Basalt {
@@ -17,7 +19,18 @@ constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 } // namespace
 
 struct Node::Events {
-    QHash<QByteArray, std::shared_ptr<ListenerListT<Cobalt::BinaryData const&>>> byName;
+    using Listeners = ListenerListT<Cobalt::BinaryData const&>;
+    // Names this node raises. Listeners may subscribe before the declaration, so the two are kept apart.
+    QSet<QByteArray> declared;
+    QHash<QByteArray, std::shared_ptr<Listeners>> byName;
+
+    std::shared_ptr<Listeners> const& listeners(QByteArray const& name) {
+        auto found = byName.find(name);
+        if (found == byName.end()) {
+            found = byName.insert(name, std::make_shared<Listeners>());
+        }
+        return found.value();
+    }
 };
 
 Node::Node() = default;
@@ -149,9 +162,10 @@ void Node::renameAttribute(Attribute* attribute, QByteArray const& oldName) {
     if (index == notFound) {
         return;
     }
-    indexErase(oldName, attribute);
     m_attributes[index].first = attribute->name();
-    indexInsert(attribute->name(), attribute);
+    // Either name may now lead to another attribute: each goes to the first entry that bears it.
+    indexRefresh(oldName);
+    indexRefresh(attribute->name());
 }
 
 std::size_t Node::indexOf(Attribute const* attribute) const {
@@ -204,16 +218,27 @@ void Node::indexErase(QByteArray const& name, Attribute const* attribute) {
     }
 }
 
+void Node::indexRefresh(QByteArray const& name) {
+    if (!m_index) {
+        return;
+    }
+    m_index->remove(name);
+    for (Entry const& entry : m_attributes) {
+        if (entry.first == name) {
+            m_index->insert(name, entry.second);
+            return;
+        }
+    }
+}
+
 void Node::eventAddOut(QByteArray const& name) {
     if (!m_events) {
         m_events = std::make_unique<Events>();
     }
-    if (!m_events->byName.contains(name)) {
-        m_events->byName.insert(name, std::make_shared<ListenerListT<Cobalt::BinaryData const&>>());
-    }
+    m_events->declared.insert(name);
 }
 
-bool Node::hasEventOut(QByteArray const& name) const { return m_events && m_events->byName.contains(name); }
+bool Node::hasEventOut(QByteArray const& name) const { return m_events && m_events->declared.contains(name); }
 
 void Node::eventSend(QByteArray const& name) { eventSend(name, Cobalt::BinaryData()); }
 
@@ -223,17 +248,21 @@ void Node::eventSend(QByteArray const& name, Cobalt::BinaryData const& data) {
         return;
     }
     // Held here so that a listener that destroys this node doesn't pull the list away mid-call.
-    std::shared_ptr<ListenerListT<Cobalt::BinaryData const&>> const listeners = m_events->byName.value(name);
-    listeners->call(~0u, data);
+    std::shared_ptr<Events::Listeners> const listeners = m_events->byName.value(name);
+    if (listeners) {
+        listeners->call(~0u, data);
+    }
 }
 
 long Node::eventAddListenerBd(QByteArray const& name, Node* owner, EventListener listener, ListenerType) {
-    eventAddOut(name);
+    if (!m_events) {
+        m_events = std::make_unique<Events>();
+    }
     auto const reader = [listener = std::move(listener)](Cobalt::BinaryData const& data) {
         Cobalt::BinaryData own(data.data()); // each listener reads the message from its start
         listener(own);
     };
-    return m_events->byName.value(name)->add(reader, ~0u, owner);
+    return m_events->listeners(name)->add(reader, ~0u, owner);
 }
 
 void Node::eventRemoveListener(long id) {

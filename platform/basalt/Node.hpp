@@ -68,7 +68,8 @@ public:
     void eventSend(QByteArray const& name);
     /// Raises a declared event; each listener reads `data` from its start.
     void eventSend(QByteArray const& name, Cobalt::BinaryData const& data);
-    /// Subscribes to a named event of this node; returns an identifier for `eventRemoveListener`.
+    /// Subscribes to a named event of this node; returns an identifier for `eventRemoveListener`. Subscribing
+    /// doesn't declare the event: the listener is called once the node declares it and raises it.
     long eventAddListenerBd(QByteArray const& name, Node* owner, EventListener listener,
                             ListenerType type = LISTENER_DIRECT);
     void eventRemoveListener(long id);
@@ -90,6 +91,8 @@ private:
     void detach(std::size_t index);
     void indexInsert(QByteArray const& name, Attribute* attribute);
     void indexErase(QByteArray const& name, Attribute const* attribute);
+    /// Points the index entry of `name` at the first attribute of that name again.
+    void indexRefresh(QByteArray const& name);
 
     struct Events;
 

@@ -1,6 +1,7 @@
 #include "platform/basalt/StyleValue.hpp"
 
 #include <cmath>
+#include <limits>
 
 namespace Basalt {
 
@@ -8,6 +9,7 @@ StyleValue::Component StyleValue::Component::integer(int value, Attribute::Value
     Component component;
     component.m_type = TYPE_INT;
     component.m_unit = unit;
+    component.m_integer = value;
     component.m_number = static_cast<float>(value);
     return component;
 }
@@ -74,7 +76,22 @@ bool StyleValue::Component::canConvert(ValueType type) const {
     return false;
 }
 
-int StyleValue::Component::asInt() const { return isNumber() ? static_cast<int>(std::trunc(m_number)) : 0; }
+int StyleValue::Component::asInt() const {
+    if (m_type == TYPE_INT) {
+        return m_integer;
+    }
+    if (m_type != TYPE_FLOAT || std::isnan(m_number)) {
+        return 0;
+    }
+    // Converting a float outside int's range is undefined, so the limits are handled first.
+    if (m_number <= static_cast<float>(std::numeric_limits<int>::min())) {
+        return std::numeric_limits<int>::min();
+    }
+    if (m_number >= -static_cast<float>(std::numeric_limits<int>::min())) {
+        return std::numeric_limits<int>::max();
+    }
+    return static_cast<int>(std::trunc(m_number));
+}
 float StyleValue::Component::asFloat() const { return isNumber() ? m_number : 0.0f; }
 
 Cobalt::Color StyleValue::Component::asColor() const {

@@ -43,6 +43,8 @@ public:
         /// Numbers convert to each other, the two colours to each other, text and keywords to keywords.
         bool canConvert(ValueType type) const;
 
+        /// An integer reads back exactly; a float truncates toward zero, NaN gives 0 and a float beyond
+        /// int's range gives the nearest limit.
         int asInt() const;
         float asFloat() const;
         Cobalt::Color asColor() const;
@@ -53,6 +55,7 @@ public:
     private:
         ValueType m_type = TYPE_NONE;
         Attribute::ValueUnit m_unit = Attribute::UNIT_UNSPECIFIED;
+        int m_integer = 0; // TYPE_INT keeps its value here: a float holds only 24 bits of it
         float m_number = 0.0f;
         Cobalt::Color m_straight;
         Cobalt::ColorPMA m_premultiplied;

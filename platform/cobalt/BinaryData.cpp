@@ -1,9 +1,6 @@
 #include "platform/cobalt/BinaryData.hpp"
 
-#include <QtEndian>
-
-#include <cstring>
-#include <type_traits>
+#include "platform/cobalt/LittleEndian.hpp"
 
 namespace Cobalt {
 
@@ -17,55 +14,31 @@ bool isKnownTag(std::uint8_t tag) {
            tag <= static_cast<std::uint8_t>(BinaryData::Type::Bytes);
 }
 
-// Values are written little-endian whatever the host, component by component.
-template <typename Scalar>
-void appendLittleEndian(QByteArray& bytes, Scalar value) {
-    static_assert(std::is_arithmetic_v<Scalar>, "scalars only");
-    using Bits = std::conditional_t<sizeof(Scalar) == 8, std::uint64_t,
-                                    std::conditional_t<sizeof(Scalar) == 4, std::uint32_t, std::uint8_t>>;
-    Bits bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    bits = qToLittleEndian(bits);
-    bytes.append(reinterpret_cast<char const*>(&bits), sizeof bits);
-}
-
-template <typename Scalar>
-Scalar takeLittleEndian(char const* data) {
-    using Bits = std::conditional_t<sizeof(Scalar) == 8, std::uint64_t,
-                                    std::conditional_t<sizeof(Scalar) == 4, std::uint32_t, std::uint8_t>>;
-    Bits bits;
-    std::memcpy(&bits, data, sizeof bits);
-    bits = qFromLittleEndian(bits);
-    Scalar value;
-    std::memcpy(&value, &bits, sizeof value);
-    return value;
-}
-
 template <typename V>
 struct Fixed;
 template <>
 struct Fixed<float> {
     static constexpr int size = 4;
     static void append(QByteArray& b, float v) { appendLittleEndian(b, v); }
-    static float take(char const* d) { return takeLittleEndian<float>(d); }
+    static float take(char const* d) { return readLittleEndian<float>(d); }
 };
 template <>
 struct Fixed<double> {
     static constexpr int size = 8;
     static void append(QByteArray& b, double v) { appendLittleEndian(b, v); }
-    static double take(char const* d) { return takeLittleEndian<double>(d); }
+    static double take(char const* d) { return readLittleEndian<double>(d); }
 };
 template <>
 struct Fixed<std::int32_t> {
     static constexpr int size = 4;
     static void append(QByteArray& b, std::int32_t v) { appendLittleEndian(b, v); }
-    static std::int32_t take(char const* d) { return takeLittleEndian<std::int32_t>(d); }
+    static std::int32_t take(char const* d) { return readLittleEndian<std::int32_t>(d); }
 };
 template <>
 struct Fixed<std::int64_t> {
     static constexpr int size = 8;
     static void append(QByteArray& b, std::int64_t v) { appendLittleEndian(b, v); }
-    static std::int64_t take(char const* d) { return takeLittleEndian<std::int64_t>(d); }
+    static std::int64_t take(char const* d) { return readLittleEndian<std::int64_t>(d); }
 };
 template <>
 struct Fixed<bool> {
@@ -77,7 +50,7 @@ template <>
 struct Fixed<TimeStamp> {
     static constexpr int size = 8;
     static void append(QByteArray& b, TimeStamp v) { appendLittleEndian(b, v.ticks()); }
-    static TimeStamp take(char const* d) { return TimeStamp(takeLittleEndian<std::int64_t>(d)); }
+    static TimeStamp take(char const* d) { return TimeStamp(readLittleEndian<std::int64_t>(d)); }
 };
 template <typename C>
 struct Fixed<Fathom::Vector2T<C>> {
@@ -174,7 +147,7 @@ bool BinaryData::readSized(Type type, QByteArray& value) {
     if (!claim(type, lengthSize, payload)) {
         return false;
     }
-    std::uint32_t const length = takeLittleEndian<std::uint32_t>(m_bytes.constData() + payload);
+    std::uint32_t const length = readLittleEndian<std::uint32_t>(m_bytes.constData() + payload);
     qint64 const available = m_bytes.size() - (payload + lengthSize);
     if (length > available) {
         return false;

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <limits>
 #include <sstream>
 #include <string>
 #include <type_traits>
@@ -44,7 +45,8 @@ QString toString(T const& value) {
     } else if constexpr (std::is_same_v<T, QByteArray>) {
         return QString::fromUtf8(value);
     } else if constexpr (std::is_enum_v<T>) {
-        return toString(static_cast<std::underlying_type_t<T>>(value));
+        // Promoted, so that an enumeration stored in one byte is written as a number, not as a character.
+        return toString(+static_cast<std::underlying_type_t<T>>(value));
     } else {
         static_assert(detail::HasStreamOutput<T>::value, "toString needs an output stream operator");
         std::ostringstream stream;
@@ -64,9 +66,18 @@ bool fromString(QString const& text, T& value) {
         value = text.toUtf8();
         return true;
     } else if constexpr (std::is_enum_v<T>) {
-        std::underlying_type_t<T> number{};
+        using Underlying = std::underlying_type_t<T>;
+        // Read as the promoted type: a stream reads a one-byte type as a character, not as a number.
+        using Number = decltype(+Underlying{});
+        Number number{};
         if (!fromString(text, number)) {
             return false;
+        }
+        if constexpr (sizeof(Underlying) < sizeof(Number)) {
+            if (number < std::numeric_limits<Underlying>::lowest() ||
+                number > std::numeric_limits<Underlying>::max()) {
+                return false;
+            }
         }
         value = static_cast<T>(number);
         return true;

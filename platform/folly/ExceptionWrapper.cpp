@@ -41,7 +41,8 @@ const std::type_info* currentExceptionType() noexcept {
 
 void exception_wrapper::throw_exception() const {
     if (!ptr_) {
-        std::fputs("folly::exception_wrapper::throw_exception() called on an empty exception_wrapper\n", stderr);
+        std::fputs("folly::exception_wrapper::throw_exception() called on an empty exception_wrapper\n",
+                   stderr);
         std::terminate();
     }
     std::rethrow_exception(ptr_);

@@ -13,7 +13,8 @@ bool Executor::keepAliveAcquire() noexcept {
 
 void Executor::keepAliveRelease() noexcept {
     // Only reachable when an executor counts acquisitions but forgot to count releases.
-    std::fputs("folly::Executor::keepAliveRelease() called on an executor that does not override it\n", stderr);
+    std::fputs("folly::Executor::keepAliveRelease() called on an executor that does not override it\n",
+               stderr);
     std::abort();
 }
 

@@ -55,7 +55,8 @@ public:
 
     /// Try<Unit> from Try<void>: a value becomes `unit`, an exception is carried over.
     template <class T2 = T>
-    /* implicit */ Try(typename std::enable_if<std::is_same<Unit, T2>::value, const Try<void>&>::type t) noexcept;
+    /* implicit */ Try(
+        typename std::enable_if<std::is_same<Unit, T2>::value, const Try<void>&>::type t) noexcept;
 
     Try(const Try&) = default;
     Try(Try&&) = default;

@@ -243,8 +243,8 @@ public:
     /// through. The result is Future<R> for a callable returning R, Future<Unit> for void, and
     /// Future<U> (flattened) for one returning Future<U> or SemiFuture<U>. Consumes this future.
     template <class F>
-    Future<futures::detail::continuation_value_t<std::invoke_result_t<std::decay_t<F>, T&&>>> thenValue(
-        F&& func) && {
+    Future<futures::detail::continuation_value_t<std::invoke_result_t<std::decay_t<F>, T&&>>>
+    thenValue(F&& func) && {
         using B = futures::detail::continuation_value_t<std::invoke_result_t<std::decay_t<F>, T&&>>;
         return std::move(*this).template then_<B>(
             [fn = std::decay_t<F>(std::forward<F>(func))](Promise<B>& promise, Try<T>&& t) mutable {
@@ -259,8 +259,8 @@ public:
     /// Continues with `func(Try<T>&&)`, called for values and exceptions alike. Result type as for
     /// thenValue(). Consumes this future.
     template <class F>
-    Future<futures::detail::continuation_value_t<std::invoke_result_t<std::decay_t<F>, Try<T>&&>>> thenTry(
-        F&& func) && {
+    Future<futures::detail::continuation_value_t<std::invoke_result_t<std::decay_t<F>, Try<T>&&>>>
+    thenTry(F&& func) && {
         using B = futures::detail::continuation_value_t<std::invoke_result_t<std::decay_t<F>, Try<T>&&>>;
         return std::move(*this).template then_<B>(
             [fn = std::decay_t<F>(std::forward<F>(func))](Promise<B>& promise, Try<T>&& t) mutable {
@@ -297,14 +297,14 @@ public:
         using R = std::invoke_result_t<std::decay_t<F>, exception_wrapper&&>;
         static_assert(std::is_same<futures::detail::continuation_value_t<R>, T>::value,
                       "Return type of thenError callback must be T or Future<T>");
-        return std::move(*this).template then_<T>(
-            [fn = std::decay_t<F>(std::forward<F>(func))](Promise<T>& promise, Try<T>&& t) mutable {
-                if (t.hasException()) {
-                    fulfil(promise, [&]() -> decltype(auto) { return std::move(fn)(std::move(t).exception()); });
-                    return;
-                }
-                promise.setTry(std::move(t));
-            });
+        return std::move(*this).template then_<T>([fn = std::decay_t<F>(std::forward<F>(func))](
+                                                      Promise<T>& promise, Try<T>&& t) mutable {
+            if (t.hasException()) {
+                fulfil(promise, [&]() -> decltype(auto) { return std::move(fn)(std::move(t).exception()); });
+                return;
+            }
+            promise.setTry(std::move(t));
+        });
     }
 
     /// Runs `func()` once the future completes, whatever the outcome, and passes the outcome on
@@ -375,9 +375,10 @@ struct FutureAccess {
     template <class FutureType, class B>
     static void forward(FutureType&& inner, Promise<B>& promise) {
         auto core = inner.takeCore();
-        core->setCallback(
-            makeCallback<B>([target = std::move(promise)](Try<B>&& t) mutable { target.setTry(std::move(t)); }),
-            Executor::KeepAlive<>());
+        core->setCallback(makeCallback<B>([target = std::move(promise)](Try<B>&& t) mutable {
+                              target.setTry(std::move(t));
+                          }),
+                          Executor::KeepAlive<>());
     }
 };
 

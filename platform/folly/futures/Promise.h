@@ -44,7 +44,8 @@ public:
 /// The result of a future whose promise was destroyed without being fulfilled.
 class BrokenPromise : public PromiseException {
 public:
-    explicit BrokenPromise(const std::string& type) : PromiseException("Broken promise for type name `" + type + '`') {}
+    explicit BrokenPromise(const std::string& type)
+        : PromiseException("Broken promise for type name `" + type + '`') {}
     explicit BrokenPromise(const char* type) : BrokenPromise(std::string(type)) {}
 };
 
@@ -177,7 +178,8 @@ private:
         }
         // Nobody can observe the result of a future that was never handed out.
         if (retrieved_ && !core_->hasResult()) {
-            core_->setResult(Try<T>(make_exception_wrapper<BrokenPromise>(detail::demangledTypeName(typeid(T)))));
+            core_->setResult(
+                Try<T>(make_exception_wrapper<BrokenPromise>(detail::demangledTypeName(typeid(T)))));
         }
         core_.reset();
         retrieved_ = false;

@@ -129,7 +129,8 @@ TEST(PromiseTest, SetWithOfAVoidCallableFulfilsAUnitPromise) {
 TEST(PromiseTest, SecondGetFutureThrowsFutureAlreadyRetrieved) {
     Promise<int> promise;
     auto future = promise.getFuture();
-    EXPECT_EQ(messageOf<folly::FutureAlreadyRetrieved>([&] { promise.getFuture(); }), "Future already retrieved");
+    EXPECT_EQ(messageOf<folly::FutureAlreadyRetrieved>([&] { promise.getFuture(); }),
+              "Future already retrieved");
     EXPECT_THROW(promise.getSemiFuture(), folly::FutureAlreadyRetrieved);
     // The first future is unaffected.
     promise.setValue(1);
@@ -146,7 +147,8 @@ TEST(PromiseTest, SecondSetValueThrowsPromiseAlreadySatisfied) {
     Promise<int> promise;
     auto future = promise.getFuture();
     promise.setValue(1);
-    EXPECT_EQ(messageOf<folly::PromiseAlreadySatisfied>([&] { promise.setValue(2); }), "Promise already satisfied");
+    EXPECT_EQ(messageOf<folly::PromiseAlreadySatisfied>([&] { promise.setValue(2); }),
+              "Promise already satisfied");
     EXPECT_EQ(future.value(), 1) << "the first value stays";
 }
 
@@ -154,9 +156,11 @@ TEST(PromiseTest, EveryWayOfFulfillingTwiceThrows) {
     Promise<int> promise;
     auto future = promise.getFuture();
     promise.setException(std::runtime_error("first"));
-    EXPECT_EQ(messageOf<folly::PromiseAlreadySatisfied>([&] { promise.setException(std::runtime_error("second")); }),
+    EXPECT_EQ(messageOf<folly::PromiseAlreadySatisfied>(
+                  [&] { promise.setException(std::runtime_error("second")); }),
               "Promise already satisfied");
-    EXPECT_THROW(promise.setException(exception_wrapper(std::make_exception_ptr(1))), folly::PromiseAlreadySatisfied);
+    EXPECT_THROW(promise.setException(exception_wrapper(std::make_exception_ptr(1))),
+                 folly::PromiseAlreadySatisfied);
     EXPECT_THROW(promise.setValue(5), folly::PromiseAlreadySatisfied);
     EXPECT_THROW(promise.setTry(Try<int>(5)), folly::PromiseAlreadySatisfied);
     bool called = false;
@@ -186,7 +190,8 @@ TEST(PromiseTest, DestroyingAnUnfulfilledPromiseBreaksItsFuture) {
     ASSERT_TRUE(future->isReady());
     EXPECT_TRUE(future->result().hasException<folly::BrokenPromise>());
     EXPECT_TRUE(future->result().hasException<folly::PromiseException>());
-    EXPECT_EQ(messageOf<folly::BrokenPromise>([&] { std::move(*future).get(); }), "Broken promise for type name `int`");
+    EXPECT_EQ(messageOf<folly::BrokenPromise>([&] { std::move(*future).get(); }),
+              "Broken promise for type name `int`");
 }
 
 TEST(PromiseTest, BrokenPromiseNamesTheValueType) {
@@ -195,7 +200,8 @@ TEST(PromiseTest, BrokenPromiseNamesTheValueType) {
         Promise<Unit> promise;
         future.emplace(promise.getFuture());
     }
-    EXPECT_EQ(messageOf<folly::BrokenPromise>([&] { future->value(); }), "Broken promise for type name `folly::Unit`");
+    EXPECT_EQ(messageOf<folly::BrokenPromise>([&] { future->value(); }),
+              "Broken promise for type name `folly::Unit`");
 }
 
 TEST(PromiseTest, BrokenPromiseReachesAnAttachedContinuation) {
@@ -204,15 +210,16 @@ TEST(PromiseTest, BrokenPromiseReachesAnAttachedContinuation) {
     std::optional<Future<int>> future;
     {
         Promise<int> promise;
-        future.emplace(promise.getFuture()
-                           .thenValue([&](int v) {
-                               valueContinuationRan = true;
-                               return v;
-                           })
-                           .thenError(folly::tag_t<folly::BrokenPromise>{}, [&](folly::BrokenPromise const& e) {
-                               seen = e.what();
-                               return -1;
-                           }));
+        future.emplace(
+            promise.getFuture()
+                .thenValue([&](int v) {
+                    valueContinuationRan = true;
+                    return v;
+                })
+                .thenError(folly::tag_t<folly::BrokenPromise>{}, [&](folly::BrokenPromise const& e) {
+                    seen = e.what();
+                    return -1;
+                }));
         EXPECT_TRUE(seen.empty());
     }
     EXPECT_FALSE(valueContinuationRan);

@@ -1,5 +1,5 @@
-#include "folly/ExceptionWrapper.h"
 #include "folly/Try.h"
+#include "folly/ExceptionWrapper.h"
 #include "folly/Unit.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+
+#include <memory>
+
+namespace Basalt {
+class Attribute;
+}
+
+namespace Kelp {
+
+/// Type codes of encoded values as the server stores them. A vector of values has the vector flag set over
+/// its element's code. These numbers are stored: never renumber them.
+enum TypeCode : unsigned {
+    TYPE_BOOL = 0x01,
+    TYPE_INT32 = 0x03,
+    TYPE_INT64 = 0x0b,
+    TYPE_UINT64 = 0x0c,
+    TYPE_FLOAT32 = 0x0d,
+    TYPE_STRING = 0x10,
+    TYPE_ASSET = 0x11,
+    TYPE_ENUM = 0x12,
+    TYPE_VECTOR2_FLOAT32 = 0x20,
+    TYPE_VECTOR2_INT32 = 0x21,
+    TYPE_LOCATION2_FLOAT32 = 0x22,
+    TYPE_SIZE2_FLOAT32 = 0x23,
+    TYPE_SIZE2_INT32 = 0x24,
+    TYPE_COLOR_PMA = 0x30,
+    TYPE_COLOR = 0x31,
+    TYPE_TIMESTAMP = 0x38,
+    TYPE_BEZIER_NODE = 0x40,
+    TYPE_VECTOR_FLAG = 0x1000000,
+};
+
+/// Turns an attribute's value into the bytes the server stores and back. Stateless: one instance serves
+/// every attribute of its type, from any thread that owns the attribute it is given.
+class AttributeSerializer {
+public:
+    virtual ~AttributeSerializer();
+    /// The bytes of the attribute's stored value in force (not a transition's in-between value); empty if
+    /// the attribute isn't of this serializer's type.
+    virtual QByteArray serialize(Basalt::Attribute const& attribute) const = 0;
+    /// Writes the value in `bytes` on the attribute's user layer. False, leaving the attribute as it was,
+    /// when the bytes don't hold exactly one value of the type or the attribute is of another type.
+    virtual bool deserialize(QByteArray const& bytes, Basalt::Attribute& attribute) const = 0;
+};
+
+/// Knows every attribute type by its `type()` name: its type code, the size of one encoded value and its
+/// serializer. A name registered with a trailing ':' ("enum:") stands for a family: it serves every type
+/// name that starts with it and has no entry of its own.
+class TypeRegistry {
+public:
+    struct TypeInfo {
+        QByteArray name;
+        unsigned typeCode = 0;
+        unsigned valueSize = 0; ///< bytes of one value; 0 when it varies (text)
+        std::shared_ptr<AttributeSerializer const> serializer;
+    };
+
+    /// Adds a type, replacing an earlier one of the same name.
+    void registerType(TypeInfo info);
+    /// The type of this name, or of its family; null if unknown.
+    TypeInfo const* find(QByteArray const& typeName) const;
+    /// The first type registered with this code; null if none.
+    TypeInfo const* findByCode(unsigned typeCode) const;
+    /// The names registered, in no particular order.
+    QList<QByteArray> typeNames() const { return m_types.keys(); }
+
+    /// The serializer for `attribute`'s type, with its type code and value size in the two outputs; null
+    /// (outputs untouched) when the type is unknown or `attribute` is null.
+    std::shared_ptr<AttributeSerializer const> createSerializer(Basalt::Attribute* attribute, unsigned int& typeCode,
+                                                                unsigned int& valueSize) const;
+
+private:
+    QHash<QByteArray, TypeInfo> m_types;
+};
+
+} // namespace Kelp
