@@ -94,9 +94,12 @@ struct ValueTraits<T, std::enable_if_t<std::is_integral_v<T> && !std::is_same_v<
         }
         return true;
     }
-    // Blended in double, which holds every 32-bit value exactly and keeps 64-bit ones close.
+    // Blended in float and then rounded, as every site does it: the value in between must be the same
+    // everywhere, so the arithmetic is part of the contract even where double would be closer.
     static T blend(T from, T to, float y) {
-        return roundHalfAwayFromZero<T>((1.0 - y) * static_cast<double>(from) + y * static_cast<double>(to));
+        float const blended = (1.0f - y) * static_cast<float>(from) + y * static_cast<float>(to);
+        float const rounded = blended > 0 ? blended + 0.5f : blended - 0.5f; // half away from zero, in float
+        return saturatingCast<T>(static_cast<double>(rounded));
     }
     static T read(Cobalt::BinaryData& data, bool* ok) {
         if constexpr (sizeof(T) <= 4) {

@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -54,18 +55,42 @@ template <typename A>
     return ::testing::AssertionSuccess();
 }
 
-/// An integer attribute that records every write that reaches its virtual `setValue`.
+/// An integer attribute that records every call that reaches its virtual `setValue` and `clearValue`.
 class RecordingInt : public AttributeT<int> {
 public:
     using AttributeT<int>::AttributeT;
     using AttributeT<int>::operator=;
 
     void setValue(int const& value, Layer layer) override {
-        writes.emplace_back(value, layer);
+        calls.push_back("setValue(" + std::to_string(value) + ", " + std::to_string(layer) + ")");
         AttributeT<int>::setValue(value, layer);
     }
+    void clearValue(Layer layer) override {
+        calls.push_back("clearValue(" + std::to_string(layer) + ")");
+        AttributeT<int>::clearValue(layer);
+    }
 
-    std::vector<std::pair<int, Layer>> writes;
+    std::vector<std::string> calls;
+};
+
+/// The same for a float, whose own overrides drop expressions.
+class RecordingFloat : public AttributeT<float> {
+public:
+    using AttributeT<float>::AttributeT;
+    using AttributeT<float>::operator=;
+
+    void setValue(float const& value, Layer layer) override {
+        std::ostringstream call;
+        call << "setValue(" << value << ", " << layer << ")";
+        calls.push_back(call.str());
+        AttributeT<float>::setValue(value, layer);
+    }
+    void clearValue(Layer layer) override {
+        calls.push_back("clearValue(" + std::to_string(layer) + ")");
+        AttributeT<float>::clearValue(layer);
+    }
+
+    std::vector<std::string> calls;
 };
 
 } // namespace
@@ -755,29 +780,26 @@ TEST(AttributeLayers, ListenerDestroyingItsOwnAttributeEndsTheWriteSafely) {
 
 // --- the virtual setValue
 
-// Inlining the steps is only a speed-up: a subclass that overrides setValue sees every write.
+// Inlining the steps is only a speed-up: a subclass that overrides setValue and clearValue sees every write.
 TEST(AttributeLayers, SubclassOverridingSetValueSeesEveryWritePath) {
-    using Writes = std::vector<std::pair<int, Layer>>;
+    using Calls = std::vector<std::string>;
     struct Row {
         char const* path;
         std::function<void(RecordingInt&)> prepare;
         std::function<void(RecordingInt&)> act;
-        Writes expected;
+        Calls expected;
     };
     Row const rows[] = {
-        {"operator=", [](RecordingInt&) {}, [](RecordingInt& a) { a = 5; }, {{5, Attribute::LAYER_USER}}},
-        {"set(float)",
-         [](RecordingInt&) {},
-         [](RecordingInt& a) { a.set(2.5f); },
-         {{3, Attribute::LAYER_USER}}},
+        {"operator=", [](RecordingInt&) {}, [](RecordingInt& a) { a = 5; }, {"setValue(5, 2)"}},
+        {"set(float)", [](RecordingInt&) {}, [](RecordingInt& a) { a.set(2.5f); }, {"setValue(3, 2)"}},
         {"set(int)",
          [](RecordingInt&) {},
          [](RecordingInt& a) { a.set(4, Attribute::LAYER_ABOVE_USER); },
-         {{4, Attribute::LAYER_ABOVE_USER}}},
+         {"setValue(4, 3)"}},
         {"set(StyleValue)",
          [](RecordingInt&) {},
          [](RecordingInt& a) { a.set(Basalt::StyleValue{Basalt::StyleValue::Component::number(6.9f)}); },
-         {{6, Attribute::LAYER_USER}}},
+         {"setValue(6, 2)"}},
         {"eventProcess",
          [](RecordingInt&) {},
          [](RecordingInt& a) {
@@ -785,7 +807,7 @@ TEST(AttributeLayers, SubclassOverridingSetValueSeesEveryWritePath) {
              message.writeInt32(7);
              a.eventProcess(QByteArray(), message);
          },
-         {{7, Attribute::LAYER_USER}}},
+         {"setValue(7, 2)"}},
         {"deserialize",
          [](RecordingInt&) {},
          [](RecordingInt& a) {
@@ -794,25 +816,78 @@ TEST(AttributeLayers, SubclassOverridingSetValueSeesEveryWritePath) {
              element.set(QStringLiteral("8"));
              a.deserialize(element);
          },
-         {{8, Attribute::LAYER_USER}}},
+         {"setValue(8, 2)"}},
         {"copyValueFromLayer",
          [](RecordingInt&) {},
          [](RecordingInt& a) { a.copyValueFromLayer(Attribute::LAYER_DEFAULT, Attribute::LAYER_USER); },
-         {{1, Attribute::LAYER_USER}}},
+         {"setValue(1, 2)"}},
         {"setAsDefaults",
          [](RecordingInt& a) { a = 9; },
          [](RecordingInt& a) { a.setAsDefaults(); },
-         {{9, Attribute::LAYER_DEFAULT}}},
+         {"setValue(9, 0)", "clearValue(2)"}},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.path);
         RecordingInt attribute(nullptr, "width", 1);
         row.prepare(attribute);
-        attribute.writes.clear();
+        attribute.calls.clear();
 
         row.act(attribute);
 
-        EXPECT_EQ(attribute.writes, row.expected);
+        EXPECT_EQ(attribute.calls, row.expected);
+    }
+}
+
+// The float's own write paths honour an override too; a percentage is stored by the base steps directly.
+TEST(AttributeLayers, FloatSubclassOverridingSetValueSeesEveryPlainWrite) {
+    using Calls = std::vector<std::string>;
+    struct Row {
+        char const* path;
+        std::function<void(RecordingFloat&)> act;
+        Calls expected;
+    };
+    Row const rows[] = {
+        {"operator=", [](RecordingFloat& a) { a = 2.5f; }, {"setValue(2.5, 2)"}},
+        {"set(float)",
+         [](RecordingFloat& a) { a.set(2.5f, Attribute::LAYER_ABOVE_USER); },
+         {"setValue(2.5, 3)"}},
+        {"set(int)", [](RecordingFloat& a) { a.set(4); }, {"setValue(4, 2)"}},
+        {"set(StyleValue)",
+         [](RecordingFloat& a) { a.set(Basalt::StyleValue{Basalt::StyleValue::Component::number(1.5f)}); },
+         {"setValue(1.5, 2)"}},
+        {"eventProcess",
+         [](RecordingFloat& a) {
+             Cobalt::BinaryData message;
+             message.writeFloat32(7.5f);
+             a.eventProcess(QByteArray(), message);
+         },
+         {"setValue(7.5, 2)"}},
+        {"deserialize",
+         [](RecordingFloat& a) {
+             Basalt::Archive archive;
+             Basalt::ArchiveElement element = archive.createElement(QStringLiteral("float"));
+             element.set(QStringLiteral("8.5"));
+             a.deserialize(element);
+         },
+         {"setValue(8.5, 2)"}},
+        {"setAsDefaults",
+         [](RecordingFloat& a) {
+             a.set(9.5f);
+             a.calls.clear();
+             a.setAsDefaults();
+         },
+         {"setValue(9.5, 0)", "clearValue(2)"}},
+        {"percentage",
+         [](RecordingFloat& a) { a.set(50.0f, Attribute::LAYER_USER, Attribute::UNIT_PERCENTAGE); },
+         {}},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.path);
+        RecordingFloat attribute(nullptr, "x", 1.0f);
+
+        row.act(attribute);
+
+        EXPECT_EQ(attribute.calls, row.expected);
     }
 }
 

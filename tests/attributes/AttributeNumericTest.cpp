@@ -723,3 +723,18 @@ TEST(AttributeUnsignedLong, ReadsAndWritesTheTopOfItsRange) {
     EXPECT_EQ(attribute.asFloat(), 18446744073709551616.0f);
     EXPECT_EQ(attribute.asInt(), std::numeric_limits<int>::max()) << "asInt saturates";
 }
+
+TYPED_TEST(AttributeInteger, ArchiveTextIsReadInBaseTen) {
+    using T = TypeParam;
+    struct Row {
+        char const* text;
+        long expected;
+    };
+    Row const rows[] = {{"010", 10}, {"0x1F", 0}, {"42", 42}, {"+7", 7}};
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.text);
+        AttributeT<T> attribute(nullptr, "n", 5);
+        EXPECT_TRUE(attribute.deserialize(elementWithText("int", QString::fromLatin1(row.text))));
+        EXPECT_EQ(attribute.value(), static_cast<T>(row.expected));
+    }
+}

@@ -465,7 +465,8 @@ TEST(AttributeRoundTrip, NodeTreeSurvivesJsonTextAndBack) {
     EXPECT_TRUE(target.root.deserialize(readBack.root()));
 
     expectSameValues(source, target);
-    EXPECT_FALSE(target.root.attribute("location")->isSerializable())
+    ASSERT_NE(target.shape.attribute("location"), nullptr);
+    EXPECT_FALSE(target.shape.attribute("location")->isSerializable())
         << "a tuple is stored by its components";
     EXPECT_EQ(readBack.toJson(), json) << "the text form must be stable";
 }

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/cobalt/TimeStamp.hpp"
+#include "platform/cobalt/VersionString.hpp"
+
+#include "folly/Executor.h"
+
+#include <QByteArray>
+
+#include <atomic>
+#include <cstdint>
+
+namespace Tessel {
+
+/// A client's link to one server, with what the server announced when the client joined: its version, the
+/// user this client acts for and the identifier of this connection. Server time is the local clock
+/// corrected by the offset the server reported.
+class ClientToServerConnection {
+public:
+    /// What a server announces to a client that joins.
+    struct Announcement {
+        Cobalt::VersionString serverVersion;
+        QByteArray userId;
+        QByteArray connectionId;
+        /// Server time minus local time, in ticks of `Cobalt::TimeStamp`.
+        std::int64_t serverTimeOffset = 0;
+    };
+
+    /// `idleExecutor` runs work when the client has nothing else to do; it must outlive the connection.
+    ClientToServerConnection(Announcement announcement, folly::Executor* idleExecutor);
+
+    Cobalt::VersionString const& serverVersion() const { return m_announcement.serverVersion; }
+    QByteArray const& userId() const { return m_announcement.userId; }
+    QByteArray const& connectionId() const { return m_announcement.connectionId; }
+    /// The server's clock now.
+    Cobalt::TimeStamp currentServerTime() const;
+    folly::Executor::KeepAlive<> idleExecutor() const { return folly::getKeepAliveToken(m_idleExecutor); }
+
+private:
+    Announcement m_announcement;
+    folly::Executor* m_idleExecutor;
+};
+
+} // namespace Tessel
