@@ -205,26 +205,32 @@ public:
     }
 };
 
-/// Registers the attribute class A under its own `type()` name.
-template <typename A, typename Serializer, typename T>
-void add(Kelp::TypeRegistry& registry, A const& sample, unsigned typeCode) {
-    registry.registerType({sample.type(), typeCode, Codec<T>::size, std::make_shared<Serializer>()});
+/// Registers the attribute class A, made detached by `make`, under its own `type()` name.
+template <typename Serializer, typename A>
+void add(Kelp::TypeRegistry& registry, unsigned typeCode, unsigned valueSize, A* (*make)()) {
+    std::unique_ptr<A> const sample(make());
+    registry.registerType({sample->type(), typeCode, valueSize, std::make_shared<Serializer>(), make});
 }
 
 template <typename T>
 void addLayered(Kelp::TypeRegistry& registry, unsigned typeCode) {
-    add<AttributeT<T>, LayeredSerializer<T>, T>(registry, AttributeT<T>(), typeCode);
+    add<LayeredSerializer<T>>(registry, typeCode, Codec<T>::size, +[] { return new AttributeT<T>(); });
+}
+
+template <typename A>
+void addText(Kelp::TypeRegistry& registry, unsigned typeCode) {
+    add<TextSerializer>(registry, typeCode, 0, +[] { return new A(); });
 }
 
 template <typename T>
 void addContainer(Kelp::TypeRegistry& registry, unsigned elementCode) {
-    add<AttributeVectorContainer<T>, ContainerSerializer<T>, T>(registry, AttributeVectorContainer<T>(nullptr, {}),
-                                                                Kelp::TYPE_VECTOR_FLAG | elementCode);
+    add<ContainerSerializer<T>>(registry, Kelp::TYPE_VECTOR_FLAG | elementCode, Codec<T>::size,
+                                +[] { return new AttributeVectorContainer<T>(nullptr, {}); });
 }
 
 template <typename Tuple, typename T>
 void addTuple(Kelp::TypeRegistry& registry, unsigned typeCode) {
-    add<Tuple, TupleSerializer<Tuple, T>, T>(registry, Tuple(nullptr, {}), typeCode);
+    add<TupleSerializer<Tuple, T>>(registry, typeCode, Codec<T>::size, +[] { return new Tuple(nullptr, {}); });
 }
 
 } // namespace
@@ -240,9 +246,9 @@ void registerAttributeTypes(Kelp::TypeRegistry& registry) {
     addLayered<Cobalt::TimeStamp>(registry, Kelp::TYPE_TIMESTAMP);
     addLayered<Fathom::Vector2T<float>>(registry, Kelp::TYPE_VECTOR2_FLOAT32);
     addLayered<Fathom::Vector2T<int>>(registry, Kelp::TYPE_VECTOR2_INT32);
-    registry.registerType({AttributeT<QString>().type(), Kelp::TYPE_STRING, 0, std::make_shared<TextSerializer>()});
-    registry.registerType({AttributeAsset().type(), Kelp::TYPE_ASSET, 0, std::make_shared<TextSerializer>()});
-    registry.registerType({QByteArrayLiteral("enum:"), Kelp::TYPE_ENUM, 4, std::make_shared<EnumSerializer>()});
+    addText<AttributeT<QString>>(registry, Kelp::TYPE_STRING);
+    addText<AttributeAsset>(registry, Kelp::TYPE_ASSET);
+    registry.registerType({QByteArrayLiteral("enum:"), Kelp::TYPE_ENUM, 4, std::make_shared<EnumSerializer>(), {}});
     addTuple<AttributeLocation2f, Fathom::Vector2T<float>>(registry, Kelp::TYPE_LOCATION2_FLOAT32);
     addTuple<AttributeT<Fathom::SizeT<float>>, Fathom::SizeT<float>>(registry, Kelp::TYPE_SIZE2_FLOAT32);
     addTuple<AttributeT<Fathom::SizeT<int>>, Fathom::SizeT<int>>(registry, Kelp::TYPE_SIZE2_INT32);

@@ -33,6 +33,23 @@ TypeRegistry::TypeInfo const* TypeRegistry::findByCode(unsigned typeCode) const 
     return nullptr;
 }
 
+std::unique_ptr<Basalt::Attribute> TypeRegistry::createAttribute(QByteArray const& typeName) const {
+    TypeInfo const* const info = find(typeName);
+    if (!info || !info->makeAttribute) {
+        return nullptr;
+    }
+    return std::unique_ptr<Basalt::Attribute>(info->makeAttribute());
+}
+
+bool TypeRegistry::setAttributeMaker(QByteArray const& typeName, AttributeMaker maker) {
+    auto const found = m_types.find(typeName);
+    if (found == m_types.end()) {
+        return false;
+    }
+    found->makeAttribute = std::move(maker);
+    return true;
+}
+
 std::shared_ptr<AttributeSerializer const> TypeRegistry::createSerializer(Basalt::Attribute* attribute,
                                                                           unsigned int& typeCode,
                                                                           unsigned int& valueSize) const {

@@ -4,6 +4,7 @@
 #include <QHash>
 #include <QList>
 
+#include <functional>
 #include <memory>
 
 namespace Basalt {
@@ -53,11 +54,16 @@ public:
 /// name that starts with it and has no entry of its own.
 class TypeRegistry {
 public:
+    /// Makes a detached attribute of the type (no host, no name), owned by the caller.
+    using AttributeMaker = std::function<Basalt::Attribute*()>;
+
     struct TypeInfo {
         QByteArray name;
         unsigned typeCode = 0;
         unsigned valueSize = 0; ///< bytes of one value; 0 when it varies (text)
         std::shared_ptr<AttributeSerializer const> serializer;
+        /// The class that stands for the type where a typed attribute must be built from stored bytes.
+        AttributeMaker makeAttribute;
     };
 
     /// Adds a type, replacing an earlier one of the same name.
@@ -68,6 +74,12 @@ public:
     TypeInfo const* findByCode(unsigned typeCode) const;
     /// The names registered, in no particular order.
     QList<QByteArray> typeNames() const { return m_types.keys(); }
+
+    /// A new detached attribute of the named type, owned by the caller; null when the type is unknown or
+    /// has no maker (a family such as "enum:", whose classes need their name tables).
+    std::unique_ptr<Basalt::Attribute> createAttribute(QByteArray const& typeName) const;
+    /// Makes `maker` the class of an already registered type; false if the type is unknown.
+    bool setAttributeMaker(QByteArray const& typeName, AttributeMaker maker);
 
     /// The serializer for `attribute`'s type, with its type code and value size in the two outputs; null
     /// (outputs untouched) when the type is unknown or `attribute` is null.

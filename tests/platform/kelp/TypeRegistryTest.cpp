@@ -205,3 +205,28 @@ TEST(TypeRegistry, EveryTypeCodeIsRegisteredOnce) {
         EXPECT_EQ(registry().findByCode(code)->name, name);
     }
 }
+
+TEST(TypeRegistry, EveryTypeButTheEnumFamilyMakesADetachedAttributeOfItsOwnType) {
+    for (QByteArray const& name : registry().typeNames()) {
+        std::unique_ptr<Basalt::Attribute> const made = registry().createAttribute(name);
+        if (name == "enum:") {
+            EXPECT_FALSE(made) << "an enumeration needs its name table, so the family makes none";
+            continue;
+        }
+        ASSERT_TRUE(made) << name.constData();
+        EXPECT_EQ(made->type(), name);
+        EXPECT_EQ(made->host(), nullptr);
+        EXPECT_TRUE(made->name().isEmpty());
+    }
+    EXPECT_FALSE(registry().createAttribute("no-such-type"));
+}
+
+TEST(TypeRegistry, AnotherClassCanStandForARegisteredType) {
+    class Hash : public Basalt::AttributeAsset {};
+    Kelp::TypeRegistry own;
+    Basalt::registerAttributeTypes(own);
+    EXPECT_TRUE(own.setAttributeMaker("asset", [] { return new Hash(); }));
+    std::unique_ptr<Basalt::Attribute> const made = own.createAttribute("asset");
+    EXPECT_TRUE(dynamic_cast<Hash*>(made.get()));
+    EXPECT_FALSE(own.setAttributeMaker("no-such-type", [] { return new Hash(); }));
+}
