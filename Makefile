@@ -2,10 +2,12 @@
 BUILD_DIR ?= build
 BENCH_DIR ?= build-bench
 ASAN_DIR  ?= build-asan
+FUZZ_DIR  ?= build-fuzz
+FUZZ_SECONDS ?= 60
 JOBS      ?= 2
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test bench asan format clean
+.PHONY: all deps configure build test bench asan fuzz format clean
 
 all: build
 
@@ -32,8 +34,14 @@ asan: deps
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	bash scripts/run-tests.sh $(ASAN_DIR)
 
+fuzz: deps
+	CC=clang CXX=clang++ cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DDATAMODEL_FUZZ=ON \
+	    -DDATAMODEL_SANITIZE=address,undefined -DDATAMODEL_BUILD_TESTS=OFF -DDATAMODEL_BUILD_BENCHMARKS=OFF $(CMAKE_FLAGS)
+	cmake --build $(FUZZ_DIR) -j$(JOBS) --target fuzzers
+	bash scripts/run-fuzzers.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
 format:
 	git ls-files '*.hpp' '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD_DIR) $(BENCH_DIR) $(ASAN_DIR)
+	rm -rf $(BUILD_DIR) $(BENCH_DIR) $(ASAN_DIR) $(FUZZ_DIR)

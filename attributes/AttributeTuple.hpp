@@ -22,7 +22,7 @@ namespace Basalt {
 template <typename T, typename Derived>
 class AttributeTuple : public Attribute {
 public:
-    using Scalar = std::remove_reference_t<decltype(std::declval<T>()[0])>;
+    using Scalar = std::remove_cv_t<std::remove_reference_t<decltype(std::declval<T>()[0])>>;
     using Component = AttributeT<std::conditional_t<std::is_same_v<Scalar, int>, int, float>>;
     static constexpr int componentCount = 2;
 
@@ -37,10 +37,12 @@ public:
     }
 
     /// The shown value of both components.
-    T value() const {
+    T value() const { return valueOnLayer(LAYER_CURRENT_VALUE); }
+    /// Both components' values of a layer, as `valueOnLayer` of a component reads it.
+    T valueOnLayer(Layer layer) const {
         T result{};
         for (int i = 0; i < componentCount; ++i) {
-            priv_setWrapped(result, i, static_cast<float>(m_components[i]->value()));
+            result[i] = m_components[i]->valueOnLayer(layer); // in the component's own type: exact
         }
         return result;
     }
@@ -53,7 +55,7 @@ public:
     Derived& operator=(T const& value) {
         ChangeScope scope(*this);
         for (int i = 0; i < componentCount; ++i) {
-            *m_components[i] = static_cast<typename Component::ValueType>(priv_unwrap(value, i));
+            *m_components[i] = priv_unwrap(value, i);
         }
         return static_cast<Derived&>(*this);
     }
@@ -136,8 +138,8 @@ public:
 
     /// Index of the part for component `index` among `count` parts.
     virtual int priv_t2r(int index, int count) const { return index % count; }
-    /// Component `index` of a T.
-    virtual float priv_unwrap(T const& value, int index) const { return static_cast<float>(value[index]); }
+    /// Component `index` of a T, in the components' own type.
+    virtual Scalar priv_unwrap(T const& value, int index) const { return value[index]; }
     /// Stores component `index` into a T.
     virtual void priv_setWrapped(T& value, int index, float component) const = 0;
 

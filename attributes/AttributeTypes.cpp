@@ -156,11 +156,7 @@ public:
         auto const* tuple = dynamic_cast<Tuple const*>(&attribute);
         QByteArray bytes;
         if (tuple) {
-            T value{};
-            for (int i = 0; i < 2; ++i) {
-                tuple->priv_setWrapped(value, i, static_cast<float>(tuple->component(i).valueOnLayer(Attribute::LAYER_CURRENT)));
-            }
-            Codec<T>::encode(bytes, value);
+            Codec<T>::encode(bytes, tuple->valueOnLayer(Attribute::LAYER_CURRENT));
         }
         return bytes;
     }

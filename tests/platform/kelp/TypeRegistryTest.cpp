@@ -230,3 +230,14 @@ TEST(TypeRegistry, AnotherClassCanStandForARegisteredType) {
     EXPECT_TRUE(dynamic_cast<Hash*>(made.get()));
     EXPECT_FALSE(own.setAttributeMaker("no-such-type", [] { return new Hash(); }));
 }
+
+// Found by fuzzing: an integer pair once passed through float on its way into the tuple.
+TEST(TypeRegistry, IntegerSizesBeyondFloatPrecisionRoundTripExactly) {
+    Basalt::Node host;
+    Basalt::AttributeT<Fathom::SizeT<int>> grid(&host, "grid-size", Fathom::SizeT<int>(1, 1));
+    auto const serializer = serializerFor(grid).serializer;
+    QByteArray const bytes = QByteArray::fromHex("6025306025305a06"); // 1613768032, 106573861
+    ASSERT_TRUE(serializer->deserialize(bytes, grid));
+    EXPECT_EQ(grid.value(), Fathom::SizeT<int>(1613768032, 106573861));
+    EXPECT_EQ(serializer->serialize(grid), bytes);
+}
