@@ -231,8 +231,8 @@ TEST(BaseAttribute, PlainAttributeHasNoChildrenAndNothingToWrite) {
 }
 
 TEST(BaseAttributeListeners, EmitChangeCallsChangeListenersSynchronouslyInOrderOfAdding) {
+    Calls calls; // declared first: the attribute's destructor still calls the delete listener below
     Attribute attribute;
-    Calls calls;
     attribute.addListener([&] { calls.push_back("change 1"); }, Attribute::ROLE_CHANGE);
     attribute.addListener([&] { calls.push_back("delete"); }, Attribute::ROLE_DELETE);
     attribute.addListener([&] { calls.push_back("change 2"); }, Attribute::ROLE_CHANGE);

@@ -1,0 +1,7 @@
+#include "client/ClientState.hpp"
+
+namespace Datamodel {
+
+ClientState::ClientState() = default;
+
+} // namespace Datamodel

@@ -1,0 +1,56 @@
+#include "client/EmblemActions.hpp"
+
+namespace Datamodel {
+
+EmblemAction::EmblemAction()
+    : scheme(this, QByteArrayLiteral("scheme")), target(this, QByteArrayLiteral("target")),
+      code(this, QByteArrayLiteral("code"), 0L) {
+    auto const announce = [this] {
+        if (auto* map = dynamic_cast<EmblemActionMap*>(host())) {
+            map->emblemActionChanged.raise(this);
+        }
+    };
+    scheme.addListener(announce, Basalt::Attribute::ROLE_CHANGE);
+    target.addListener(announce, Basalt::Attribute::ROLE_CHANGE);
+    code.addListener(announce, Basalt::Attribute::ROLE_CHANGE);
+}
+
+EmblemActionMap::EmblemActionMap() = default;
+
+// Arrivals and departures are told alike: listeners re-read the map rather than track deltas.
+void EmblemActionMap::attributeAdded(Basalt::Attribute* attribute) {
+    announce(attribute);
+}
+
+void EmblemActionMap::attributeRemoved(Basalt::Attribute* attribute) {
+    announce(attribute);
+}
+
+void EmblemActionMap::announce(Basalt::Attribute* attribute) {
+    if (auto* action = dynamic_cast<EmblemAction*>(attribute)) {
+        emblemActionChanged.raise(action);
+    }
+}
+
+EmblemAction* EmblemActionMap::findEmblemActionByCode(unsigned long code) const {
+    for (Entry const& entry : attributes()) {
+        auto* action = dynamic_cast<EmblemAction*>(entry.second);
+        if (action && static_cast<unsigned long>(action->code.value()) == code) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+
+EmblemAction* EmblemActionMap::findEmblemAction(QString const& scheme, QByteArray const& target) const {
+    QString const wanted = target.isNull() ? QString() : QString::fromLatin1(target);
+    for (Entry const& entry : attributes()) {
+        auto* action = dynamic_cast<EmblemAction*>(entry.second);
+        if (action && action->scheme.value() == scheme && action->target.value() == wanted) {
+            return action;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace Datamodel

@@ -1,0 +1,83 @@
+#include "media/Asset.hpp"
+
+#include "platform/cobalt/StringUtils.hpp"
+#include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
+
+#include <QRegularExpression>
+
+namespace Datamodel {
+
+Asset::Asset()
+    : CanvasItem(Tessel::Element::Flags::fromBits(0)), originalFilename(this, "original-filename", QString()),
+      title(this, "title", QString()), source(*this, "source"),
+      backdropColor(nullptr, "backdrop-color", Cobalt::ColorPMA(0.0f, 0.0f, 0.0f, 1.0f)),
+      modelYaw(nullptr, "model-yaw", 0.0f), modelPitch(nullptr, "model-pitch", 0.43633232f),
+      cameraFov(nullptr, "camera-fov", 45.0f), modelRoll(nullptr, "model-roll", 0.0f),
+      companionsSource(*this, "companions-source") {}
+
+void Asset::attach(Basalt::Attribute& attribute) {
+    if (attribute.host() != this) {
+        addAttribute(&attribute);
+    }
+}
+
+void Asset::initialize(Tessel::DocumentConnection& connection) {
+    std::shared_ptr<Tessel::ClientToServerConnection> const server = connection.connection();
+    if (!server) {
+        Cobalt::Trace::error("Asset::initialize # No connection to determine version");
+        return;
+    }
+    // A server that doesn't know an attribute would refuse the whole change that carries it, so each
+    // release's attributes wait for that release.
+    Cobalt::VersionString const& version = server->serverVersion();
+    if (version < Cobalt::VersionString(QStringLiteral("26.07.3"))) {
+        return;
+    }
+    attach(backdropColor);
+    attach(modelYaw);
+    attach(modelPitch);
+    if (version < Cobalt::VersionString(QStringLiteral("26.07.4"))) {
+        return;
+    }
+    attach(cameraFov);
+    if (version < Cobalt::VersionString(QStringLiteral("26.07.5"))) {
+        return;
+    }
+    attach(modelRoll);
+}
+
+bool Asset::copyValues(CanvasElement const& element) {
+    auto const* other = dynamic_cast<Asset const*>(&element);
+    if (!other) {
+        return false;
+    }
+    bool const copied = CanvasItem::copyValues(element);
+    copyAttributeIfDefinedOnUserLayer(originalFilename, other->originalFilename);
+    copyAttributeIfDefinedOnUserLayer(title, other->title);
+    copyAttributeIfDefinedOnUserLayer(backdropColor, other->backdropColor);
+    copyAttributeIfDefinedOnUserLayer(modelYaw, other->modelYaw);
+    copyAttributeIfDefinedOnUserLayer(modelPitch, other->modelPitch);
+    copyAttributeIfDefinedOnUserLayer(cameraFov, other->cameraFov);
+    copyAttributeIfDefinedOnUserLayer(modelRoll, other->modelRoll);
+    return copied;
+}
+
+QString Asset::uiTitle() const {
+    QString const shownTitle = title.value().simplified();
+    if (!shownTitle.isEmpty()) {
+        return shownTitle;
+    }
+    QString const filename = originalFilename.value().simplified();
+    if (!filename.isEmpty()) {
+        return filename;
+    }
+    return uiTitleDefault();
+}
+
+QString Asset::uiTitleDefault() const {
+    QString const typeName = QString::fromLatin1(Cobalt::StringUtils::demangle(typeid(*this).name()));
+    return QString(typeName).remove(QRegularExpression(QStringLiteral("Asset$")));
+}
+
+} // namespace Datamodel

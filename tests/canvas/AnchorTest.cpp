@@ -1,0 +1,105 @@
+#include "canvas/Anchor.hpp"
+
+#include "platform/basalt/Archive.hpp"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using Basalt::Attribute;
+
+} // namespace
+
+TEST(Anchor, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
+    Datamodel::Anchor anchor;
+    struct Row {
+        QByteArray key;
+        QByteArray type;
+        QString defaultText;
+        Attribute::Layer layer;
+    };
+    Row const rows[] = {
+        {"anchor-name", "string", "", Attribute::LAYER_DEFAULT},
+        {"anchor-id", "long", "0", Attribute::LAYER_USER},
+    };
+    Attribute const* const declared[] = {&anchor.anchorName, &anchor.anchorId};
+    auto const& entries = anchor.attributes();
+    ASSERT_GE(entries.size(), std::size(rows));
+    std::size_t const first = entries.size() - std::size(rows);
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        Row const& row = rows[i];
+        Attribute const& attribute = *declared[i];
+        EXPECT_EQ(entries[first + i].second, &attribute) << "the anchor's own attributes come last, in order";
+        EXPECT_EQ(attribute.name(), row.key);
+        EXPECT_EQ(attribute.type(), row.type) << row.key.constData();
+        EXPECT_EQ(attribute.asString(nullptr, Attribute::LAYER_DEFAULT).toStdString(),
+                  row.defaultText.toStdString())
+            << row.key.constData();
+        EXPECT_EQ(attribute.isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
+            << row.key.constData() << " has its constructor value on the wrong layer";
+    }
+    EXPECT_EQ(anchor.flags().bits(), 0u);
+}
+
+TEST(Anchor, TwoNewAnchorsHaveDifferentIdentifiers) {
+    Datamodel::Anchor first;
+    Datamodel::Anchor second;
+    EXPECT_NE(first.anchorId.value(), 0L) << "an identifier must be given, not left at the default";
+    EXPECT_NE(first.anchorId.value(), second.anchorId.value());
+}
+
+TEST(Anchor, TheTitleIsTheSimplifiedNameOrNewAnchor) {
+    struct Row {
+        QString name;
+        QString title;
+    };
+    Row const rows[] = {
+        {QStringLiteral("  Meeting   room \t"), QStringLiteral("Meeting room")},
+        {QStringLiteral("   "), QStringLiteral("New anchor")},
+        {QString(), QStringLiteral("New anchor")},
+        {QStringLiteral("Lobby"), QStringLiteral("Lobby")},
+    };
+    for (Row const& row : rows) {
+        Datamodel::Anchor anchor;
+        anchor.anchorName = row.name;
+        EXPECT_EQ(anchor.uiTitle(), row.title) << "name \"" << row.name.toStdString() << "\"";
+    }
+}
+
+TEST(Anchor, TheTitleIgnoresATitleAttribute) {
+    Datamodel::Anchor anchor;
+    EXPECT_EQ(anchor.uiTitleDefault(), QStringLiteral("New anchor"));
+    EXPECT_EQ(anchor.attribute("title"), nullptr);
+}
+
+TEST(Anchor, ReadingAStoredAnchorKeepsTheStoredIdentifier) {
+    Datamodel::Anchor stored;
+    stored.anchorName = QStringLiteral("Entrance");
+    Basalt::Archive archive;
+    Basalt::ArchiveElement const element = stored.serialize(archive);
+
+    Datamodel::Anchor read;
+    ASSERT_NE(read.anchorId.value(), stored.anchorId.value());
+    EXPECT_TRUE(read.deserialize(element));
+    EXPECT_EQ(read.anchorId.value(), stored.anchorId.value())
+        << "the stored identifier must replace the new one";
+    EXPECT_EQ(read.anchorName.value(), QStringLiteral("Entrance"));
+}
+
+TEST(Anchor, ACloneKeepsTheLocationButNeitherNameNorIdentifier) {
+    auto factory = std::make_shared<Tessel::ElementFactory>();
+    factory->addFactory<Datamodel::Anchor>("tavola_anchor");
+    Datamodel::Anchor source;
+    source.initName();
+    source.location = Fathom::Vector2T<float>(120.0f, -40.0f);
+    source.anchorName = QStringLiteral("Entrance");
+
+    std::unique_ptr<Tessel::Element> clone(source.cloneElement(factory));
+    auto* anchor = dynamic_cast<Datamodel::Anchor*>(clone.get());
+    ASSERT_TRUE(anchor);
+    EXPECT_EQ(anchor->location.value(), Fathom::Vector2T<float>(120.0f, -40.0f));
+    EXPECT_TRUE(anchor->anchorName.value().isEmpty());
+    EXPECT_NE(anchor->anchorId.value(), source.anchorId.value()) << "a clone is a new anchor";
+}

@@ -1,0 +1,228 @@
+#include "canvas/Folder.hpp"
+
+#include "framework/CanvasItem.hpp"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using Basalt::Attribute;
+using Datamodel::Folder;
+using Datamodel::FolderItem;
+
+struct AttributeRow {
+    char const* key;
+    char const* type;
+    char const* defaultText;
+    Attribute::Layer layer;
+};
+
+// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
+template <std::size_t N>
+void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
+    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
+    for (std::size_t i = 0; i < N; ++i) {
+        Attribute const* attribute = node.attributes()[i].second;
+        AttributeRow const& row = rows[i];
+        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
+        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
+        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
+        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
+            << row.key << " default must sit on layer " << row.layer;
+    }
+}
+
+// A titled item standing in for whatever sits in a folder.
+class Card : public Datamodel::CanvasItem {
+public:
+    Card() : title(this, "title", QString()) {}
+    bool copyValues(Datamodel::CanvasElement const& source) override {
+        auto const* other = dynamic_cast<Card const*>(&source);
+        if (!other) {
+            return false;
+        }
+        bool const copied = CanvasItem::copyValues(source);
+        Datamodel::copyAttributeIfDefinedOnUserLayer(title, other->title);
+        return copied;
+    }
+    Basalt::AttributeT<QString> title;
+};
+class Unknown : public Datamodel::CanvasItem {};
+
+std::shared_ptr<Tessel::ElementFactory> cardFactory() {
+    auto factory = std::make_shared<Tessel::ElementFactory>();
+    factory->addFactory<Card>("card");
+    return factory;
+}
+
+std::vector<Tessel::Element*> childElements(Tessel::Element const& element) {
+    std::vector<Tessel::Element*> children;
+    for (auto const& entry : element.attributes()) {
+        if (auto* child = dynamic_cast<Tessel::Element*>(entry.second)) {
+            children.push_back(child);
+        }
+    }
+    return children;
+}
+
+} // namespace
+
+TEST(Folder, FolderAttributesAreDeclaredInOrderWithTheirDefaults) {
+    Folder folder;
+    AttributeRow const rows[] = {
+        {"folder-name", "string", "", Attribute::LAYER_DEFAULT},
+        {"order", "float", "0", Attribute::LAYER_DEFAULT},
+    };
+    expectAttributes(folder, rows);
+    EXPECT_TRUE(folder.hasEventOut("folder-deleted"));
+    EXPECT_EQ(folder.flags().bits(), 0u);
+}
+
+TEST(Folder, ItemAttributesAreDeclaredInOrderWithTheirDefaults) {
+    FolderItem item;
+    AttributeRow const rows[] = {
+        {"folder-item-name", "string", "", Attribute::LAYER_DEFAULT},
+        {"order", "float", "0", Attribute::LAYER_DEFAULT},
+        {"preview", "asset", "", Attribute::LAYER_DEFAULT},
+    };
+    expectAttributes(item, rows);
+    EXPECT_EQ(item.flags().bits(), 0u);
+}
+
+TEST(Folder, ANewFolderHasAnEmptyNameAndOrderZero) {
+    Folder folder;
+    EXPECT_TRUE(folder.folderName.value().isEmpty());
+    EXPECT_EQ(folder.order.value(), 0.0f);
+}
+
+TEST(Folder, DestroyingAFolderRaisesFolderDeletedOnce) {
+    int raised = 0;
+    QString nameSeen;
+    auto folder = std::make_unique<Folder>();
+    folder->folderName = QStringLiteral("Uploads");
+    Folder* const raw = folder.get();
+    folder->eventAddListenerBd("folder-deleted", nullptr, [&](Cobalt::BinaryData&) {
+        ++raised;
+        nameSeen = raw->folderName.value(); // the folder is still whole when it tells
+    });
+    EXPECT_EQ(raised, 0);
+    folder.reset();
+    EXPECT_EQ(raised, 1);
+    EXPECT_EQ(nameSeen, QStringLiteral("Uploads"));
+}
+
+TEST(Folder, AnEntryWithoutContentHasNoContent) {
+    FolderItem item;
+    EXPECT_EQ(item.content(), nullptr);
+    auto* elsewhere = new Card();
+    elsewhere->initName();
+    item.addAttribute(elsewhere);
+    EXPECT_EQ(item.content(), nullptr) << "only the child named \"content\" counts";
+}
+
+TEST(Folder, ContentIsTheCanvasElementNamedContent) {
+    FolderItem item;
+    auto* card = new Card();
+    card->initName();
+    item.addAttribute("content", card);
+    EXPECT_EQ(item.content(), card);
+}
+
+TEST(Folder, ContentOfAnotherKindIsNoContent) {
+    FolderItem item;
+    auto* plain = new Tessel::Element();
+    item.addAttribute("content", plain);
+    EXPECT_EQ(item.content(), nullptr);
+}
+
+TEST(Folder, ACloneOfAnEntryHasANewGuidItsNameAndItsElementUnderContent) {
+    FolderItem item;
+    item.initName();
+    item.folderItemName = QStringLiteral("Sketch");
+    item.order = 4.0f;
+    auto* card = new Card();
+    card->initName();
+    card->title = QStringLiteral("Plan");
+    item.addAttribute("content", card);
+
+    std::unique_ptr<Tessel::Element> clone(item.cloneElement(cardFactory()));
+    auto* copy = dynamic_cast<FolderItem*>(clone.get());
+    ASSERT_TRUE(copy);
+    EXPECT_FALSE(copy->guid().isEmpty());
+    EXPECT_NE(copy->guid(), item.guid());
+    EXPECT_EQ(copy->folderItemName.value(), QStringLiteral("Sketch"));
+    EXPECT_EQ(copy->order.value(), 4.0f);
+    auto* content = dynamic_cast<Card*>(copy->content());
+    ASSERT_TRUE(content) << "the cloned element must sit under the child name \"content\"";
+    EXPECT_NE(content, card);
+    EXPECT_NE(content->guid(), card->guid());
+    EXPECT_EQ(content->title.value(), QStringLiteral("Plan"));
+    EXPECT_EQ(childElements(*copy).size(), 1u);
+}
+
+TEST(Folder, ACloneNeedsNoFactoryEntryForTheEntryItself) {
+    FolderItem item;
+    item.folderItemName = QStringLiteral("Loose");
+    auto const emptyFactory = std::make_shared<Tessel::ElementFactory>();
+    std::unique_ptr<Tessel::Element> clone(item.cloneElement(emptyFactory));
+    auto* copy = dynamic_cast<FolderItem*>(clone.get());
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(copy->folderItemName.value(), QStringLiteral("Loose"));
+}
+
+TEST(Folder, ACloneKeepsOtherChildrenUnderTheirOwnNamesAndDropsUnknownOnes) {
+    FolderItem item;
+    auto* content = new Card();
+    content->initName();
+    item.addAttribute("content", content);
+    auto* unknown = new Unknown();
+    unknown->initName();
+    item.addAttribute(unknown);
+    auto* extra = new Card();
+    extra->initName();
+    item.addAttribute(extra);
+
+    std::unique_ptr<Tessel::Element> clone(item.cloneElement(cardFactory()));
+    ASSERT_TRUE(clone);
+    std::vector<Tessel::Element*> const children = childElements(*clone);
+    ASSERT_EQ(children.size(), 2u) << "an unknown class is left out";
+    EXPECT_EQ(children[0]->name(), QByteArray("content"));
+    EXPECT_EQ(children[1]->name(), children[1]->guid()) << "another child goes under the clone's own name";
+    EXPECT_NE(children[1]->guid(), extra->guid());
+}
+
+TEST(Folder, FolderCopyFromAnEntryIsRefused) {
+    FolderItem item;
+    item.order = 2.0f;
+    Folder folder;
+    EXPECT_FALSE(folder.copyValues(item));
+    EXPECT_FALSE(folder.order.isValueDefinedOnLayer(Attribute::LAYER_USER));
+}
+
+TEST(Folder, FolderCopyTakesUserValuesAndLeavesChildrenAlone) {
+    Folder source;
+    source.folderName = QStringLiteral("Moodboard");
+    auto* entry = new FolderItem();
+    entry->initName();
+    source.addAttribute(entry);
+    Folder target;
+    EXPECT_TRUE(target.copyValues(source));
+    EXPECT_EQ(target.folderName.value(), QStringLiteral("Moodboard"));
+    EXPECT_FALSE(target.order.isValueDefinedOnLayer(Attribute::LAYER_USER)) << "a default isn't copied";
+    EXPECT_TRUE(childElements(target).empty());
+}
+
+TEST(Folder, EntryCopyTakesUserValuesAndRefusesAnotherClass) {
+    FolderItem source;
+    source.folderItemName = QStringLiteral("Sketch");
+    FolderItem target;
+    EXPECT_TRUE(target.copyValues(source));
+    EXPECT_EQ(target.folderItemName.value(), QStringLiteral("Sketch"));
+    EXPECT_FALSE(target.order.isValueDefinedOnLayer(Attribute::LAYER_USER));
+
+    Folder folder;
+    FolderItem untouched;
+    EXPECT_FALSE(untouched.copyValues(folder));
+}
