@@ -47,9 +47,7 @@ public:
     T const& valueOnLayer(Layer layer) const { return valueForRead(layer); }
 
     void clearValue(Layer layer) override { clearStoredValue(layer); }
-    bool isValueDefinedOnLayer(Layer layer) const override {
-        return isSpecial(layer) || m_defined[layer];
-    }
+    bool isValueDefinedOnLayer(Layer layer) const override { return isSpecial(layer) || m_defined[layer]; }
     /// Writes the value of `from` on `to` through the virtual `setValue`.
     void copyValueFromLayer(Layer from, Layer to) override {
         T const source = valueForRead(from);
@@ -67,7 +65,8 @@ public:
     }
     /// Whether a layer above the default is in force with a value other than the default.
     bool isChanged() const override {
-        return m_currentLayer >= LAYER_BELOW_USER && !ValueTraits<T>::same(m_values[LAYER_DEFAULT], m_current);
+        return m_currentLayer >= LAYER_BELOW_USER &&
+               !ValueTraits<T>::same(m_values[LAYER_DEFAULT], m_current);
     }
     /// Pushes the layer in force out again: shows it, or aims the transition at it.
     void emitChange() override {
@@ -255,7 +254,8 @@ void AttributeBaseT<T>::setTransitionParameters(TransitionParameters parameters)
 template <typename T>
 ArchiveElement AttributeBaseT<T>::serialize(Archive& archive) const {
     int layer = LAYER_ABOVE_USER;
-    while (layer >= LAYER_DEFAULT && !(m_defined[layer] && (archive.layerMask() & Archive::layerBit(layer)))) {
+    while (layer >= LAYER_DEFAULT &&
+           !(m_defined[layer] && (archive.layerMask() & Archive::layerBit(layer)))) {
         --layer;
     }
     if (layer < LAYER_DEFAULT) {

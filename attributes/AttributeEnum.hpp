@@ -13,7 +13,8 @@ namespace Basalt {
 /// What every enumeration attribute adds: its name table and whether numbers outside it are allowed.
 class AttributeEnum {
 public:
-    AttributeEnum(EnumNames const& names, bool allowUnlisted) : m_names(&names), m_allowUnlisted(allowUnlisted) {}
+    AttributeEnum(EnumNames const& names, bool allowUnlisted)
+        : m_names(&names), m_allowUnlisted(allowUnlisted) {}
 
     EnumNames const& names() const { return *m_names; }
     bool allowUnlisted() const { return m_allowUnlisted; }
@@ -22,7 +23,9 @@ public:
 
 protected:
     /// A name in any case, looked up in lower case (Latin-1).
-    bool lookUp(QString const& name, int& value) const { return m_names->find(name.toLatin1().toLower(), value); }
+    bool lookUp(QString const& name, int& value) const {
+        return m_names->find(name.toLatin1().toLower(), value);
+    }
     /// Whether `set(int)` may write this number.
     bool accepts(int value) const { return m_allowUnlisted || m_names->contains(value); }
     /// The listed name of a number, or its decimal digits.
@@ -64,7 +67,8 @@ public:
         return true;
     }
     /// A listed number, or any number when unlisted ones are allowed.
-    bool set(int value, Layer layer = Attribute::LAYER_USER, ValueUnit = Attribute::UNIT_UNSPECIFIED) override {
+    bool set(int value, Layer layer = Attribute::LAYER_USER,
+             ValueUnit = Attribute::UNIT_UNSPECIFIED) override {
         if (!accepts(value)) {
             return false;
         }
@@ -112,7 +116,9 @@ public:
     }
 
 private:
-    void write(int value, Layer layer) { this->template writeValue<AttributeT>(static_cast<E>(value), layer); }
+    void write(int value, Layer layer) {
+        this->template writeValue<AttributeT>(static_cast<E>(value), layer);
+    }
 };
 
 } // namespace Basalt

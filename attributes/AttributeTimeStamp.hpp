@@ -18,7 +18,9 @@ public:
         writeValue<AttributeT>(value, LAYER_USER);
         return *this;
     }
-    void eventProcess(QByteArray const&, Cobalt::BinaryData& data) override { processScalar<AttributeT>(data); }
+    void eventProcess(QByteArray const&, Cobalt::BinaryData& data) override {
+        processScalar<AttributeT>(data);
+    }
 };
 
 extern template class AttributeBaseT<Cobalt::TimeStamp>;

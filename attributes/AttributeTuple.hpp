@@ -83,7 +83,8 @@ public:
         if (value.isEmpty()) {
             return false;
         }
-        return setEach([&](Component& c, int i) { return c.set(value.part(priv_t2r(i, value.size())), layer); });
+        return setEach(
+            [&](Component& c, int i) { return c.set(value.part(priv_t2r(i, value.size())), layer); });
     }
     /// Hands one part to each component; false unless the value has one or two parts.
     bool handleShorthand(StyleValue const& value, Cobalt::ArrayMap<Attribute*, StyleValue>& parts) override {

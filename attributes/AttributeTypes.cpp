@@ -20,7 +20,9 @@ struct Codec<T, std::enable_if_t<std::is_arithmetic_v<T>>> {
     // long and unsigned long are 64 bits here; bool is one byte.
     using Stored = std::conditional_t<std::is_same_v<T, bool>, std::uint8_t, T>;
     static constexpr unsigned size = sizeof(Stored);
-    static void encode(QByteArray& bytes, T value) { Cobalt::appendLittleEndian(bytes, static_cast<Stored>(value)); }
+    static void encode(QByteArray& bytes, T value) {
+        Cobalt::appendLittleEndian(bytes, static_cast<Stored>(value));
+    }
     static T decode(char const* data) { return static_cast<T>(Cobalt::readLittleEndian<Stored>(data)); }
 };
 
@@ -76,8 +78,12 @@ struct Codec<Sienna::BezierNode> : ComponentCodec<Sienna::BezierNode, float, 9, 
 template <>
 struct Codec<Cobalt::TimeStamp> {
     static constexpr unsigned size = 8;
-    static void encode(QByteArray& bytes, Cobalt::TimeStamp value) { Codec<std::int64_t>::encode(bytes, value.ticks()); }
-    static Cobalt::TimeStamp decode(char const* data) { return Cobalt::TimeStamp(Codec<std::int64_t>::decode(data)); }
+    static void encode(QByteArray& bytes, Cobalt::TimeStamp value) {
+        Codec<std::int64_t>::encode(bytes, value.ticks());
+    }
+    static Cobalt::TimeStamp decode(char const* data) {
+        return Cobalt::TimeStamp(Codec<std::int64_t>::decode(data));
+    }
 };
 
 /// One value of T in exactly `bytes`; false when the length is wrong.
@@ -210,23 +216,27 @@ void add(Kelp::TypeRegistry& registry, unsigned typeCode, unsigned valueSize, A*
 
 template <typename T>
 void addLayered(Kelp::TypeRegistry& registry, unsigned typeCode) {
-    add<LayeredSerializer<T>>(registry, typeCode, Codec<T>::size, +[] { return new AttributeT<T>(); });
+    add<LayeredSerializer<T>>(
+        registry, typeCode, Codec<T>::size, +[] { return new AttributeT<T>(); });
 }
 
 template <typename A>
 void addText(Kelp::TypeRegistry& registry, unsigned typeCode) {
-    add<TextSerializer>(registry, typeCode, 0, +[] { return new A(); });
+    add<TextSerializer>(
+        registry, typeCode, 0, +[] { return new A(); });
 }
 
 template <typename T>
 void addContainer(Kelp::TypeRegistry& registry, unsigned elementCode) {
-    add<ContainerSerializer<T>>(registry, Kelp::TYPE_VECTOR_FLAG | elementCode, Codec<T>::size,
-                                +[] { return new AttributeVectorContainer<T>(nullptr, {}); });
+    add<ContainerSerializer<T>>(
+        registry, Kelp::TYPE_VECTOR_FLAG | elementCode, Codec<T>::size,
+        +[] { return new AttributeVectorContainer<T>(nullptr, {}); });
 }
 
 template <typename Tuple, typename T>
 void addTuple(Kelp::TypeRegistry& registry, unsigned typeCode) {
-    add<TupleSerializer<Tuple, T>>(registry, typeCode, Codec<T>::size, +[] { return new Tuple(nullptr, {}); });
+    add<TupleSerializer<Tuple, T>>(
+        registry, typeCode, Codec<T>::size, +[] { return new Tuple(nullptr, {}); });
 }
 
 } // namespace
@@ -244,7 +254,8 @@ void registerAttributeTypes(Kelp::TypeRegistry& registry) {
     addLayered<Fathom::Vector2T<int>>(registry, Kelp::TYPE_VECTOR2_INT32);
     addText<AttributeT<QString>>(registry, Kelp::TYPE_STRING);
     addText<AttributeAsset>(registry, Kelp::TYPE_ASSET);
-    registry.registerType({QByteArrayLiteral("enum:"), Kelp::TYPE_ENUM, 4, std::make_shared<EnumSerializer>(), {}});
+    registry.registerType(
+        {QByteArrayLiteral("enum:"), Kelp::TYPE_ENUM, 4, std::make_shared<EnumSerializer>(), {}});
     addTuple<AttributeLocation2f, Fathom::Vector2T<float>>(registry, Kelp::TYPE_LOCATION2_FLOAT32);
     addTuple<AttributeT<Fathom::SizeT<float>>, Fathom::SizeT<float>>(registry, Kelp::TYPE_SIZE2_FLOAT32);
     addTuple<AttributeT<Fathom::SizeT<int>>, Fathom::SizeT<int>>(registry, Kelp::TYPE_SIZE2_INT32);

@@ -87,7 +87,9 @@ private:
             return data.readInt32(ok);
         }
     }
-    void write(Vector const& value, Layer layer) { this->template writeValue<AttributeT<Vector>>(value, layer); }
+    void write(Vector const& value, Layer layer) {
+        this->template writeValue<AttributeT<Vector>>(value, layer);
+    }
 };
 
 template <typename C>

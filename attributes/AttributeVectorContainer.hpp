@@ -83,7 +83,8 @@ public:
     /// An element named after the attribute ("AttributeVectorContainer" without a name), with one child
     /// per value. Children the archive refuses are left out.
     ArchiveElement serialize(Archive& archive) const override {
-        QString const tag = name().isEmpty() ? QStringLiteral("AttributeVectorContainer") : QString::fromUtf8(name());
+        QString const tag =
+            name().isEmpty() ? QStringLiteral("AttributeVectorContainer") : QString::fromUtf8(name());
         ArchiveElement element = archive.createElement(tag);
         if (element.isNull()) {
             return element;

@@ -20,7 +20,9 @@ bool EnumNames::find(QByteArray const& lowerName, int& value) const {
     return true;
 }
 
-bool EnumNames::contains(int value) const { return !name(value).isNull(); }
+bool EnumNames::contains(int value) const {
+    return !name(value).isNull();
+}
 
 QByteArray EnumNames::name(int value) const {
     for (auto const& row : m_byName) {

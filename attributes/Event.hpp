@@ -167,7 +167,8 @@ private:
         bool m_cleanupNeeded = false;
     };
 
-    int add(folly::Executor* executor, std::optional<std::weak_ptr<void>> owner, Flags flags, Function function) {
+    int add(folly::Executor* executor, std::optional<std::weak_ptr<void>> owner, Flags flags,
+            Function function) {
         static std::atomic<int> counter{0};
         int const id = counter.fetch_add(1, std::memory_order_relaxed) + 1;
         addListener(executor, std::move(owner), id, flags, std::move(function));
@@ -219,8 +220,8 @@ private:
             listener.function(args...);
             return;
         }
-        listener.executor->add([function = listener.function, owner = listener.owner, hasOwner = listener.hasOwner,
-                                arguments = std::make_tuple(args...)]() {
+        listener.executor->add([function = listener.function, owner = listener.owner,
+                                hasOwner = listener.hasOwner, arguments = std::make_tuple(args...)]() {
             std::shared_ptr<void> const alive = hasOwner ? owner.lock() : nullptr;
             if (hasOwner && !alive) {
                 return;

@@ -142,8 +142,10 @@ struct ValueTraits<Cobalt::ColorPMA> : ColorValueTraits<Cobalt::ColorPMA> {};
 
 template <typename C>
 struct ValueTraits<Fathom::Vector2T<C>> : GenericValueTraits<Fathom::Vector2T<C>> {
-    static Fathom::Vector2T<C> blend(Fathom::Vector2T<C> const& from, Fathom::Vector2T<C> const& to, float y) {
-        return Fathom::Vector2T<C>(ValueTraits<C>::blend(from.x, to.x, y), ValueTraits<C>::blend(from.y, to.y, y));
+    static Fathom::Vector2T<C> blend(Fathom::Vector2T<C> const& from, Fathom::Vector2T<C> const& to,
+                                     float y) {
+        return Fathom::Vector2T<C>(ValueTraits<C>::blend(from.x, to.x, y),
+                                   ValueTraits<C>::blend(from.y, to.y, y));
     }
 };
 

@@ -94,7 +94,8 @@ void attributeWriteOfUnchangedValue(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
     if (calls != 1) {
-        state.SkipWithError(("an unchanged value must not reach the listener: " + std::to_string(calls)).c_str());
+        state.SkipWithError(
+            ("an unchanged value must not reach the listener: " + std::to_string(calls)).c_str());
     }
 }
 BENCHMARK(attributeWriteOfUnchangedValue);
@@ -122,15 +123,16 @@ private:
     std::map<std::string, double> m_nanoseconds;
 };
 
-void printRatio(RecordingReporter const& reporter, char const* measured, char const* baseline, double target) {
+void printRatio(RecordingReporter const& reporter, char const* measured, char const* baseline,
+                double target) {
     double const base = reporter.time(baseline);
     if (base <= 0 || reporter.time(measured) <= 0) {
         std::printf("ratio %-32s / %-26s: not measured in this run\n", measured, baseline);
         return;
     }
     double const ratio = reporter.time(measured) / base;
-    std::printf("ratio %-32s / %-26s = %5.2fx  (target at most %.0fx: %s)\n", measured, baseline, ratio, target,
-                ratio <= target ? "met" : "MISSED");
+    std::printf("ratio %-32s / %-26s = %5.2fx  (target at most %.0fx: %s)\n", measured, baseline, ratio,
+                target, ratio <= target ? "met" : "MISSED");
 }
 
 } // namespace

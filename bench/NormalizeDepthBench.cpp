@@ -65,8 +65,9 @@ int main(int argc, char** argv) {
     if (g_nanoseconds.count(10000) && g_nanoseconds.count(100000)) {
         double const measured = g_nanoseconds[100000] / g_nanoseconds[10000];
         double const nLogN = (100000.0 * std::log(100000.0)) / (10000.0 * std::log(10000.0));
-        std::printf("\nratio normalizeDepth 100 000 / 10 000 siblings = %.2f (n log n predicts %.2f, n^2 %.0f): %s\n",
-                    measured, nLogN, 100.0, measured < 2.0 * nLogN ? "grows as n log n" : "GROWS FASTER");
+        std::printf(
+            "\nratio normalizeDepth 100 000 / 10 000 siblings = %.2f (n log n predicts %.2f, n^2 %.0f): %s\n",
+            measured, nLogN, 100.0, measured < 2.0 * nLogN ? "grows as n log n" : "GROWS FASTER");
     }
     benchmark::Shutdown();
     return 0;

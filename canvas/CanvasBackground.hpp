@@ -14,9 +14,9 @@ namespace Datamodel {
 class CanvasBackground : public CanvasElement {
 public:
     /// Which kind of background is shown; names in `s_backgroundTypes`.
-    enum Type { TYPE_SOLID = 0, TYPE_IMAGE = 1, TYPE_EFFECT01 = 2 };
+    enum Type : int { TYPE_SOLID = 0, TYPE_IMAGE = 1, TYPE_EFFECT01 = 2 };
     /// How the image is fitted; names in `s_backgroundImageFitTypes`.
-    enum FitType { FIT_FILL = 0, FIT_FIT = 1, FIT_STRETCH = 2, FIT_TILE = 3 };
+    enum FitType : int { FIT_FILL = 0, FIT_FIT = 1, FIT_STRETCH = 2, FIT_TILE = 3 };
 
     CanvasBackground();
     ~CanvasBackground() override;

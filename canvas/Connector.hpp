@@ -12,9 +12,9 @@ namespace Datamodel {
 class Connector : public CanvasElement {
 public:
     /// Shape of the line; names in `s_connectorTypes`.
-    enum ConnectorType { CONNECTOR_TYPE_CURVE = 0 };
+    enum ConnectorType : int { CONNECTOR_TYPE_CURVE = 0 };
     /// Tip at an end of the line; names in `s_lineTips`.
-    enum LineTip { LINE_TIP_NONE = 0, LINE_TIP_SOLID_EQUILATERAL_TRIANGLE = 1 };
+    enum LineTip : int { LINE_TIP_NONE = 0, LINE_TIP_SOLID_EQUILATERAL_TRIANGLE = 1 };
 
     Connector();
     ~Connector() override;

@@ -6,17 +6,22 @@ namespace Datamodel {
 
 CanvasElement::CanvasElement(Tessel::Element::Flags flags) : Tessel::Element(flags) {}
 
-bool CanvasElement::copyValues(CanvasElement const&) { return true; }
+bool CanvasElement::copyValues(CanvasElement const&) {
+    return true;
+}
 
 QString CanvasElement::uiTitle() const {
-    auto const* title = dynamic_cast<Basalt::AttributeT<QString> const*>(attribute(QByteArrayLiteral("title")));
+    auto const* title =
+        dynamic_cast<Basalt::AttributeT<QString> const*>(attribute(QByteArrayLiteral("title")));
     if (title && !title->value().isEmpty()) {
         return title->value();
     }
     return uiTitleDefault();
 }
 
-QString CanvasElement::uiTitleDefault() const { return QStringLiteral("Canvas element"); }
+QString CanvasElement::uiTitleDefault() const {
+    return QStringLiteral("Canvas element");
+}
 
 Tessel::Element* CanvasElement::cloneElement(std::shared_ptr<Tessel::ElementFactory> factory) const {
     if (!factory) {

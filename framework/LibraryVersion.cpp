@@ -2,6 +2,8 @@
 
 namespace Datamodel {
 
-QString libraryVersion() { return QStringLiteral(DATAMODEL_VERSION); }
+QString libraryVersion() {
+    return QStringLiteral(DATAMODEL_VERSION);
+}
 
 } // namespace Datamodel

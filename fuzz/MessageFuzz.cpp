@@ -11,7 +11,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     }
     std::size_t const idLength = std::min<std::size_t>(data[0], size - 1);
     QByteArray const id(reinterpret_cast<char const*>(data + 1), static_cast<int>(idLength));
-    QByteArray const bytes(reinterpret_cast<char const*>(data + 1 + idLength), static_cast<int>(size - 1 - idLength));
+    QByteArray const bytes(reinterpret_cast<char const*>(data + 1 + idLength),
+                           static_cast<int>(size - 1 - idLength));
     FuzzSupport::Tree tree;
     Cobalt::BinaryData message(bytes);
     tree.root.eventProcess(id, message);

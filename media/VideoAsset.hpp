@@ -5,8 +5,9 @@
 
 namespace Datamodel {
 
-/// The shared state of a video player. Sites agree on it through "playback-state".
-enum PlaybackState {
+/// The shared state of a video player. Sites agree on it through "playback-state". The underlying type is
+/// fixed so that the numbers outside the table that "playback-state" accepts are values of the type.
+enum PlaybackState : int {
     PLAYBACK_STOPPED = 0,
     PLAYBACK_PLAYING = 1,
     PLAYBACK_PAUSED = 2,

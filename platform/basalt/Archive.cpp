@@ -22,9 +22,15 @@ char const* const keyChildren = "children";
 
 } // namespace
 
-QString const& ArchiveElement::tag() const { return m_data ? m_data->tag : emptyString(); }
-QString ArchiveElement::get() const { return m_data ? m_data->text : QString(); }
-QString const& ArchiveElement::name() const { return m_data ? m_data->name : emptyString(); }
+QString const& ArchiveElement::tag() const {
+    return m_data ? m_data->tag : emptyString();
+}
+QString ArchiveElement::get() const {
+    return m_data ? m_data->text : QString();
+}
+QString const& ArchiveElement::name() const {
+    return m_data ? m_data->name : emptyString();
+}
 
 void ArchiveElement::set(QString const& text) {
     if (m_data) {
@@ -70,7 +76,9 @@ ArchiveIterator ArchiveElement::children() const {
     return m_data ? ArchiveIterator(m_data->children) : ArchiveIterator();
 }
 
-int ArchiveElement::childCount() const { return m_data ? m_data->children.size() : 0; }
+int ArchiveElement::childCount() const {
+    return m_data ? m_data->children.size() : 0;
+}
 
 ArchiveElement Archive::createElement(QString const& tag) {
     auto data = std::make_shared<ArchiveElement::Data>();

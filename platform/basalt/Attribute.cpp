@@ -22,8 +22,12 @@ Attribute::~Attribute() {
     }
 }
 
-ArchiveElement Attribute::serialize(Archive&) const { return ArchiveElement(); }
-bool Attribute::deserialize(ArchiveElement const&) { return false; }
+ArchiveElement Attribute::serialize(Archive&) const {
+    return ArchiveElement();
+}
+bool Attribute::deserialize(ArchiveElement const&) {
+    return false;
+}
 void Attribute::eventProcess(QByteArray const&, Cobalt::BinaryData&) {}
 
 namespace {
@@ -36,27 +40,61 @@ T refuse(bool* ok) {
 }
 } // namespace
 
-float Attribute::asFloat(bool* ok, Layer) const { return refuse<float>(ok); }
-int Attribute::asInt(bool* ok, Layer) const { return refuse<int>(ok); }
-QString Attribute::asString(bool* ok, Layer) const { return refuse<QString>(ok); }
-bool Attribute::set(float, Layer, ValueUnit) { return false; }
-bool Attribute::set(int, Layer, ValueUnit) { return false; }
-bool Attribute::set(QString const&, Layer, ValueUnit) { return false; }
-bool Attribute::set(Fathom::Vector2T<float> const&, Layer, QList<ValueUnit>) { return false; }
-bool Attribute::set(Fathom::Vector3T<float> const&, Layer, QList<ValueUnit>) { return false; }
-bool Attribute::set(Fathom::Vector4T<float> const&, Layer, QList<ValueUnit>) { return false; }
-bool Attribute::set(StyleValue const&, Layer) { return false; }
-QByteArray Attribute::type() const { return QByteArrayLiteral("attribute"); }
+float Attribute::asFloat(bool* ok, Layer) const {
+    return refuse<float>(ok);
+}
+int Attribute::asInt(bool* ok, Layer) const {
+    return refuse<int>(ok);
+}
+QString Attribute::asString(bool* ok, Layer) const {
+    return refuse<QString>(ok);
+}
+bool Attribute::set(float, Layer, ValueUnit) {
+    return false;
+}
+bool Attribute::set(int, Layer, ValueUnit) {
+    return false;
+}
+bool Attribute::set(QString const&, Layer, ValueUnit) {
+    return false;
+}
+bool Attribute::set(Fathom::Vector2T<float> const&, Layer, QList<ValueUnit>) {
+    return false;
+}
+bool Attribute::set(Fathom::Vector3T<float> const&, Layer, QList<ValueUnit>) {
+    return false;
+}
+bool Attribute::set(Fathom::Vector4T<float> const&, Layer, QList<ValueUnit>) {
+    return false;
+}
+bool Attribute::set(StyleValue const&, Layer) {
+    return false;
+}
+QByteArray Attribute::type() const {
+    return QByteArrayLiteral("attribute");
+}
 void Attribute::copyValueFromLayer(Layer, Layer) {}
-bool Attribute::isChanged() const { return false; }
+bool Attribute::isChanged() const {
+    return false;
+}
 void Attribute::clearValue(Layer) {}
-bool Attribute::handleShorthand(StyleValue const&, Cobalt::ArrayMap<Attribute*, StyleValue>&) { return false; }
-bool Attribute::isValueDefinedOnLayer(Layer layer) const { return layer > LAYER_COUNT; }
-Attribute* Attribute::attribute(QByteArray const&) const { return nullptr; }
+bool Attribute::handleShorthand(StyleValue const&, Cobalt::ArrayMap<Attribute*, StyleValue>&) {
+    return false;
+}
+bool Attribute::isValueDefinedOnLayer(Layer layer) const {
+    return layer > LAYER_COUNT;
+}
+Attribute* Attribute::attribute(QByteArray const&) const {
+    return nullptr;
+}
 void Attribute::setAsDefaults() {}
 void Attribute::setTransitionParameters(TransitionParameters) {}
-void Attribute::emitChange() { notify(ROLE_CHANGE); }
-void Attribute::emitDelete() { notify(ROLE_DELETE); }
+void Attribute::emitChange() {
+    notify(ROLE_CHANGE);
+}
+void Attribute::emitDelete() {
+    notify(ROLE_DELETE);
+}
 
 void Attribute::setName(QByteArray const& name) {
     if (name == m_name) {
@@ -80,7 +118,9 @@ void Attribute::setHostFromNode(Node* host) {
     notify(ROLE_HOST_CHANGE);
 }
 
-long Attribute::addListener(Listener listener, int role) { return addListener(nullptr, std::move(listener), role); }
+long Attribute::addListener(Listener listener, int role) {
+    return addListener(nullptr, std::move(listener), role);
+}
 
 long Attribute::addListener(Node* owner, Listener listener, int role) {
     if (!m_listeners) {

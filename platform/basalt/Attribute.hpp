@@ -49,9 +49,10 @@ public:
         LAYER_BELOW_USER = 1,
         LAYER_USER = 2,
         LAYER_ABOVE_USER = 3,
-        LAYER_COUNT = 4,         ///< number of stored layers; never an argument
-        LAYER_CURRENT = 5,       ///< the stored layer in force
-        LAYER_CURRENT_VALUE = 6, ///< the value shown, which differs from the layer in force during a transition
+        LAYER_COUNT = 4,   ///< number of stored layers; never an argument
+        LAYER_CURRENT = 5, ///< the stored layer in force
+        LAYER_CURRENT_VALUE =
+            6, ///< the value shown, which differs from the layer in force during a transition
     };
     /// What a number given to `set` means.
     enum ValueUnit { UNIT_UNSPECIFIED = 0, UNIT_NUMBER = 1, UNIT_PERCENTAGE = 2 };
@@ -131,9 +132,7 @@ public:
 protected:
     /// Calls the listeners of these roles. Returns false when a listener destroyed this attribute; the
     /// caller must then return at once without touching any member.
-    bool notify(int role) {
-        return !m_listeners || m_listeners->call(static_cast<unsigned>(role));
-    }
+    bool notify(int role) { return !m_listeners || m_listeners->call(static_cast<unsigned>(role)); }
 
 private:
     friend class Node;

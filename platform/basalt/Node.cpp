@@ -85,7 +85,9 @@ void Node::eventProcess(QByteArray const& id, Cobalt::BinaryData& data) {
     }
 }
 
-QByteArray Node::type() const { return QByteArrayLiteral("node"); }
+QByteArray Node::type() const {
+    return QByteArrayLiteral("node");
+}
 
 bool Node::isChanged() const {
     for (Entry const& entry : m_attributes) {
@@ -238,9 +240,13 @@ void Node::eventAddOut(QByteArray const& name) {
     m_events->declared.insert(name);
 }
 
-bool Node::hasEventOut(QByteArray const& name) const { return m_events && m_events->declared.contains(name); }
+bool Node::hasEventOut(QByteArray const& name) const {
+    return m_events && m_events->declared.contains(name);
+}
 
-void Node::eventSend(QByteArray const& name) { eventSend(name, Cobalt::BinaryData()); }
+void Node::eventSend(QByteArray const& name) {
+    eventSend(name, Cobalt::BinaryData());
+}
 
 void Node::eventSend(QByteArray const& name, Cobalt::BinaryData const& data) {
     if (!hasEventOut(name)) {
@@ -290,6 +296,8 @@ long Node::generateId() {
     return counter.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
-std::shared_ptr<Node> Node::sharedPtr() { return weak_from_this().lock(); }
+std::shared_ptr<Node> Node::sharedPtr() {
+    return weak_from_this().lock();
+}
 
 } // namespace Basalt

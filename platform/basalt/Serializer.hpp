@@ -10,9 +10,9 @@ namespace Basalt {
 class Serializer {
 public:
     /// The element name for a value type: "float", "int", "long", "unsigned long", "bool", "string",
-    /// "color" (premultiplied colour), "timestamp", "vector2:float", "vector2:int"; any other type is named by
-    /// its demangled C++ name ("Cobalt::Color", "Sienna::BezierNode"). These names are stored: never change
-    /// one.
+    /// "color" (premultiplied colour), "timestamp", "vector2:float", "vector2:int"; any other type is named
+    /// by its demangled C++ name ("Cobalt::Color", "Sienna::BezierNode"). These names are stored: never
+    /// change one.
     static QString tagName(std::type_info const& type);
 };
 

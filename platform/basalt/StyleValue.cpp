@@ -92,7 +92,9 @@ int StyleValue::Component::asInt() const {
     }
     return static_cast<int>(std::trunc(m_number));
 }
-float StyleValue::Component::asFloat() const { return isNumber() ? m_number : 0.0f; }
+float StyleValue::Component::asFloat() const {
+    return isNumber() ? m_number : 0.0f;
+}
 
 Cobalt::Color StyleValue::Component::asColor() const {
     if (m_type == TYPE_COLOR) {

@@ -53,7 +53,9 @@ TransitionManager::~TransitionManager() {
     managers.erase(std::remove(managers.begin(), managers.end(), this), managers.end());
 }
 
-std::vector<TransitionManager*> const& TransitionManager::instances() { return managerList(); }
+std::vector<TransitionManager*> const& TransitionManager::instances() {
+    return managerList();
+}
 
 void TransitionManager::updateAll(float dt) {
     // Index walk: an update may create the manager of another type.

@@ -74,7 +74,9 @@ BinaryData::Type BinaryData::peekType(bool* ok) const {
     return known ? static_cast<Type>(m_bytes.at(m_position)) : Type::Bytes;
 }
 
-void BinaryData::writeTag(Type type) { m_bytes.append(static_cast<char>(type)); }
+void BinaryData::writeTag(Type type) {
+    m_bytes.append(static_cast<char>(type));
+}
 
 void BinaryData::writeSized(Type type, QByteArray const& value) {
     writeTag(type);
@@ -114,8 +116,12 @@ void BinaryData::writeBool(bool value) {
     writeTag(Type::Bool);
     Fixed<bool>::append(m_bytes, value);
 }
-void BinaryData::writeString(QByteArray const& value) { writeSized(Type::String, value); }
-void BinaryData::writeBytes(QByteArray const& value) { writeSized(Type::Bytes, value); }
+void BinaryData::writeString(QByteArray const& value) {
+    writeSized(Type::String, value);
+}
+void BinaryData::writeBytes(QByteArray const& value) {
+    writeSized(Type::Bytes, value);
+}
 
 bool BinaryData::claim(Type type, int size, int& payload) const {
     if (m_bytes.size() - m_position < tagSize + size) {
@@ -157,19 +163,35 @@ bool BinaryData::readSized(Type type, QByteArray& value) {
     return true;
 }
 
-float BinaryData::readFloat32(bool* ok) { return readFixed<float>(Type::Float32, ok); }
-double BinaryData::readFloat64(bool* ok) { return readFixed<double>(Type::Float64, ok); }
-std::int32_t BinaryData::readInt32(bool* ok) { return readFixed<std::int32_t>(Type::Int32, ok); }
-std::int64_t BinaryData::readInt64(bool* ok) { return readFixed<std::int64_t>(Type::Int64, ok); }
-TimeStamp BinaryData::readTimeStamp(bool* ok) { return readFixed<TimeStamp>(Type::TimeStamp, ok); }
+float BinaryData::readFloat32(bool* ok) {
+    return readFixed<float>(Type::Float32, ok);
+}
+double BinaryData::readFloat64(bool* ok) {
+    return readFixed<double>(Type::Float64, ok);
+}
+std::int32_t BinaryData::readInt32(bool* ok) {
+    return readFixed<std::int32_t>(Type::Int32, ok);
+}
+std::int64_t BinaryData::readInt64(bool* ok) {
+    return readFixed<std::int64_t>(Type::Int64, ok);
+}
+TimeStamp BinaryData::readTimeStamp(bool* ok) {
+    return readFixed<TimeStamp>(Type::TimeStamp, ok);
+}
 Fathom::Vector2T<float> BinaryData::readVector2Float32(bool* ok) {
     return readFixed<Fathom::Vector2T<float>>(Type::Vector2Float32, ok);
 }
 Fathom::Vector2T<int> BinaryData::readVector2Int32(bool* ok) {
     return readFixed<Fathom::Vector2T<int>>(Type::Vector2Int32, ok);
 }
-bool BinaryData::readBool(bool* ok) { return readFixed<bool>(Type::Bool, ok); }
-bool BinaryData::readString(QByteArray& value) { return readSized(Type::String, value); }
-bool BinaryData::readBytes(QByteArray& value) { return readSized(Type::Bytes, value); }
+bool BinaryData::readBool(bool* ok) {
+    return readFixed<bool>(Type::Bool, ok);
+}
+bool BinaryData::readString(QByteArray& value) {
+    return readSized(Type::String, value);
+}
+bool BinaryData::readBytes(QByteArray& value) {
+    return readSized(Type::Bytes, value);
+}
 
 } // namespace Cobalt

@@ -11,7 +11,9 @@ TimeStamp TimeStamp::currentTime() {
     return TimeStamp(std::chrono::duration_cast<std::chrono::microseconds>(sinceEpoch).count());
 }
 
-std::ostream& operator<<(std::ostream& stream, TimeStamp const& time) { return stream << time.ticks(); }
+std::ostream& operator<<(std::ostream& stream, TimeStamp const& time) {
+    return stream << time.ticks();
+}
 
 std::istream& operator>>(std::istream& stream, TimeStamp& time) {
     std::int64_t ticks = 0;

@@ -43,16 +43,24 @@ void emit(Trace::Level level, char const* format, va_list arguments) {
 
 } // namespace
 
-#define COBALT_TRACE_FORWARD(level)                                                                        \
-    va_list arguments;                                                                                     \
-    va_start(arguments, format);                                                                           \
-    emit(level, format, arguments);                                                                        \
+#define COBALT_TRACE_FORWARD(level)                                                                          \
+    va_list arguments;                                                                                       \
+    va_start(arguments, format);                                                                             \
+    emit(level, format, arguments);                                                                          \
     va_end(arguments)
 
-void Trace::error(char const* format, ...) { COBALT_TRACE_FORWARD(LEVEL_ERROR); }
-void Trace::warning(char const* format, ...) { COBALT_TRACE_FORWARD(LEVEL_WARNING); }
-void Trace::info(char const* format, ...) { COBALT_TRACE_FORWARD(LEVEL_INFO); }
-void Trace::debug(char const* format, ...) { COBALT_TRACE_FORWARD(LEVEL_DEBUG); }
+void Trace::error(char const* format, ...) {
+    COBALT_TRACE_FORWARD(LEVEL_ERROR);
+}
+void Trace::warning(char const* format, ...) {
+    COBALT_TRACE_FORWARD(LEVEL_WARNING);
+}
+void Trace::info(char const* format, ...) {
+    COBALT_TRACE_FORWARD(LEVEL_INFO);
+}
+void Trace::debug(char const* format, ...) {
+    COBALT_TRACE_FORWARD(LEVEL_DEBUG);
+}
 
 #undef COBALT_TRACE_FORWARD
 
@@ -64,7 +72,9 @@ Trace::Sink Trace::setSink(Sink sink) {
     return previous;
 }
 
-void Trace::setMaximumLevel(Level level) { sinkState().maximumLevel.store(level, std::memory_order_relaxed); }
+void Trace::setMaximumLevel(Level level) {
+    sinkState().maximumLevel.store(level, std::memory_order_relaxed);
+}
 
 char const* Trace::levelName(Level level) {
     switch (level) {

@@ -18,7 +18,9 @@ struct SizeT {
     constexpr T const& operator[](int index) const { return index == 0 ? width : height; }
     static constexpr int size() { return 2; }
 
-    constexpr bool operator==(SizeT const& other) const { return width == other.width && height == other.height; }
+    constexpr bool operator==(SizeT const& other) const {
+        return width == other.width && height == other.height;
+    }
     constexpr bool operator!=(SizeT const& other) const { return !(*this == other); }
 };
 

@@ -83,8 +83,8 @@ public:
 
     /// The serializer for `attribute`'s type, with its type code and value size in the two outputs; null
     /// (outputs untouched) when the type is unknown or `attribute` is null.
-    std::shared_ptr<AttributeSerializer const> createSerializer(Basalt::Attribute* attribute, unsigned int& typeCode,
-                                                                unsigned int& valueSize) const;
+    std::shared_ptr<AttributeSerializer const>
+    createSerializer(Basalt::Attribute* attribute, unsigned int& typeCode, unsigned int& valueSize) const;
 
 private:
     QHash<QByteArray, TypeInfo> m_types;

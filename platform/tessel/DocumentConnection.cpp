@@ -22,16 +22,17 @@ void initializeTree(Element& element, DocumentConnection& connection) {
 
 } // namespace
 
-DocumentConnection::DocumentConnection(std::unique_ptr<Element> documentRoot, std::unique_ptr<Element> transientRoot,
+DocumentConnection::DocumentConnection(std::unique_ptr<Element> documentRoot,
+                                       std::unique_ptr<Element> transientRoot,
                                        folly::Executor* mainThreadExecutor,
                                        std::shared_ptr<ClientToServerConnection> connection)
     : m_documentRoot(std::move(documentRoot)), m_transientRoot(std::move(transientRoot)),
       m_mainThreadExecutor(mainThreadExecutor), m_connection(std::move(connection)) {}
 
-std::shared_ptr<DocumentConnection> DocumentConnection::create(std::unique_ptr<Element> documentRoot,
-                                                               std::unique_ptr<Element> transientRoot,
-                                                               folly::Executor* mainThreadExecutor,
-                                                               std::shared_ptr<ClientToServerConnection> connection) {
+std::shared_ptr<DocumentConnection>
+DocumentConnection::create(std::unique_ptr<Element> documentRoot, std::unique_ptr<Element> transientRoot,
+                           folly::Executor* mainThreadExecutor,
+                           std::shared_ptr<ClientToServerConnection> connection) {
     std::shared_ptr<DocumentConnection> document(new DocumentConnection(
         std::move(documentRoot), std::move(transientRoot), mainThreadExecutor, std::move(connection)));
     document->attach(document->m_documentRoot.get());

@@ -42,7 +42,8 @@ public:
 
 private:
     DocumentConnection(std::unique_ptr<Element> documentRoot, std::unique_ptr<Element> transientRoot,
-                       folly::Executor* mainThreadExecutor, std::shared_ptr<ClientToServerConnection> connection);
+                       folly::Executor* mainThreadExecutor,
+                       std::shared_ptr<ClientToServerConnection> connection);
     void attach(Element* root);
 
     std::unique_ptr<Element> m_documentRoot;

@@ -2,7 +2,9 @@
 
 namespace Tessel {
 
-ElementFactory::ElementFactory() { ObjectFactoryT::addFactory<Element>(QByteArrayLiteral("node")); }
+ElementFactory::ElementFactory() {
+    ObjectFactoryT::addFactory<Element>(QByteArrayLiteral("node"));
+}
 
 std::shared_ptr<AttributeGroups> ElementFactory::findAttributeGroupsForType(QByteArray const& key) const {
     auto const groups = m_groups.find(key);

@@ -5,7 +5,9 @@
 
 namespace Tessel {
 
-QByteArray generateUuid() { return QUuid::createUuid().toByteArray(QUuid::WithoutBraces); }
+QByteArray generateUuid() {
+    return QUuid::createUuid().toByteArray(QUuid::WithoutBraces);
+}
 
 QByteArray shortHexHash(QByteArray const& data) {
     constexpr int digestBytes = 8;

@@ -46,11 +46,13 @@ TEST(AttributeAllocation, IntegerWritesAllocateNothing) {
 
 TEST(AttributeAllocation, ColorAndVectorWritesAllocateNothing) {
     Basalt::AttributeT<Cobalt::ColorPMA> color(nullptr, "background-color", Cobalt::ColorPMA());
-    EXPECT_EQ(allocationsOfAlternatingWrites(color, Cobalt::ColorPMA(1, 0, 0, 1), Cobalt::ColorPMA(0, 1, 0, 1)),
-              0u);
+    EXPECT_EQ(
+        allocationsOfAlternatingWrites(color, Cobalt::ColorPMA(1, 0, 0, 1), Cobalt::ColorPMA(0, 1, 0, 1)),
+        0u);
     Basalt::AttributeT<Fathom::Vector2T<float>> vector(nullptr, "offset", Fathom::Vector2T<float>());
-    EXPECT_EQ(allocationsOfAlternatingWrites(vector, Fathom::Vector2T<float>(1, 2), Fathom::Vector2T<float>(3, 4)),
-              0u);
+    EXPECT_EQ(
+        allocationsOfAlternatingWrites(vector, Fathom::Vector2T<float>(1, 2), Fathom::Vector2T<float>(3, 4)),
+        0u);
 }
 
 TEST(AttributeAllocation, TextWritesOfExistingStringsAllocateNothing) {
@@ -64,6 +66,7 @@ TEST(AttributeAllocation, TextWritesOfExistingStringsAllocateNothing) {
 TEST(AttributeAllocation, TupleWritesAllocateNothing) {
     Basalt::Node host;
     Basalt::AttributeLocation2f location(&host, "location");
-    EXPECT_EQ(allocationsOfAlternatingWrites(location, Fathom::Vector2T<float>(1, 2), Fathom::Vector2T<float>(3, 4)),
+    EXPECT_EQ(allocationsOfAlternatingWrites(location, Fathom::Vector2T<float>(1, 2),
+                                             Fathom::Vector2T<float>(3, 4)),
               0u);
 }

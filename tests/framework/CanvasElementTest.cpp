@@ -61,7 +61,7 @@ std::vector<Mark*> marksAtDepths(Tessel::Element& root, std::initializer_list<fl
 
 TEST(CanvasElement, AttributesAreDeclaredInOrderWithTheirDefaults) {
     Card card;
-    QByteArray const expected[] = {"location", "location-x", "location-y", "depth", "size",
+    QByteArray const expected[] = {"location", "location-x", "location-y", "depth",  "size",
                                    "width",    "height",     "scale",      "pinned", "title"};
     ASSERT_EQ(card.attributes().size(), std::size(expected));
     for (std::size_t i = 0; i < std::size(expected); ++i) {
@@ -83,7 +83,8 @@ TEST(CanvasElement, AttributesAreDeclaredInOrderWithTheirDefaults) {
 TEST(CanvasElement, MovementNamesAreLocationSizeScaleDepthInOneSharedList) {
     QVector<QByteArray> const expected{"location", "size", "scale", "depth"};
     EXPECT_EQ(Datamodel::CanvasItem::movementAttributeNames(), expected);
-    EXPECT_EQ(&Datamodel::CanvasItem::movementAttributeNames(), &Datamodel::CanvasItem::movementAttributeNames());
+    EXPECT_EQ(&Datamodel::CanvasItem::movementAttributeNames(),
+              &Datamodel::CanvasItem::movementAttributeNames());
 }
 
 TEST(CanvasElement, AnEmptyTitleReportsTheDefaultTitle) {

@@ -17,17 +17,31 @@ void* allocate(std::size_t size) {
 
 } // namespace
 
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+void* operator new(std::size_t size) {
+    return allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace TestSupport {
 
 AllocationCounter::AllocationCounter() : m_start(t_allocations) {}
 AllocationCounter::~AllocationCounter() = default;
-std::size_t AllocationCounter::count() const { return t_allocations - m_start; }
+std::size_t AllocationCounter::count() const {
+    return t_allocations - m_start;
+}
 
 } // namespace TestSupport

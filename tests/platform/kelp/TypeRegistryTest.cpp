@@ -61,9 +61,10 @@ void expectRoundTrip(V const& value, unsigned expectedCode, unsigned expectedSiz
     }
     A target(nullptr, "value", V{}, extra...);
     ASSERT_TRUE(encoded.serializer->deserialize(bytes, target)) << source.type().constData();
-    EXPECT_TRUE(target.value() == value) << "decoding must give back the encoded value of "
-                                         << source.type().constData();
-    EXPECT_EQ(target.currentLayer(), Basalt::Attribute::LAYER_USER) << "decoded values land on the user layer";
+    EXPECT_TRUE(target.value() == value)
+        << "decoding must give back the encoded value of " << source.type().constData();
+    EXPECT_EQ(target.currentLayer(), Basalt::Attribute::LAYER_USER)
+        << "decoded values land on the user layer";
 }
 
 } // namespace
@@ -74,15 +75,16 @@ TEST(TypeRegistry, EveryLayeredTypeRoundTripsThroughItsEncoding) {
     expectRoundTrip<Basalt::AttributeT<long>>(-(1L << 40), Kelp::TYPE_INT64, 8u);
     expectRoundTrip<Basalt::AttributeT<unsigned long>>((1UL << 63) + 5, Kelp::TYPE_UINT64, 8u);
     expectRoundTrip<Basalt::AttributeT<bool>>(true, Kelp::TYPE_BOOL, 1u);
-    expectRoundTrip<Basalt::AttributeT<Cobalt::Color>>(Cobalt::Color(0.25f, 0.5f, 0.75f, 1.0f), Kelp::TYPE_COLOR, 16u);
+    expectRoundTrip<Basalt::AttributeT<Cobalt::Color>>(Cobalt::Color(0.25f, 0.5f, 0.75f, 1.0f),
+                                                       Kelp::TYPE_COLOR, 16u);
     expectRoundTrip<Basalt::AttributeT<Cobalt::ColorPMA>>(Cobalt::ColorPMA(0.1f, 0.2f, 0.3f, 0.5f),
                                                           Kelp::TYPE_COLOR_PMA, 16u);
-    expectRoundTrip<Basalt::AttributeT<Cobalt::TimeStamp>>(Cobalt::TimeStamp(1234567890123LL), Kelp::TYPE_TIMESTAMP,
-                                                           8u);
+    expectRoundTrip<Basalt::AttributeT<Cobalt::TimeStamp>>(Cobalt::TimeStamp(1234567890123LL),
+                                                           Kelp::TYPE_TIMESTAMP, 8u);
     expectRoundTrip<Basalt::AttributeT<Fathom::Vector2T<float>>>(Fathom::Vector2T<float>(1.5f, -2.0f),
                                                                  Kelp::TYPE_VECTOR2_FLOAT32, 8u);
-    expectRoundTrip<Basalt::AttributeT<Fathom::Vector2T<int>>>(Fathom::Vector2T<int>(3, -4), Kelp::TYPE_VECTOR2_INT32,
-                                                               8u);
+    expectRoundTrip<Basalt::AttributeT<Fathom::Vector2T<int>>>(Fathom::Vector2T<int>(3, -4),
+                                                               Kelp::TYPE_VECTOR2_INT32, 8u);
     expectRoundTrip<Basalt::AttributeT<QString>>(QStringLiteral("grüße"), Kelp::TYPE_STRING, 0u);
     expectRoundTrip<Basalt::AttributeT<Shape>>(Shape::Star, Kelp::TYPE_ENUM, 4u, shapeNames);
 }
@@ -96,7 +98,8 @@ TEST(TypeRegistry, SimpleValuesAreTheirPlainLittleEndianBytes) {
     EXPECT_EQ(serializerFor(id).serializer->serialize(id), QByteArray::fromHex("0807060504030201"));
     Basalt::AttributeT<QString> text(nullptr, "text", QString());
     text = QStringLiteral("é");
-    EXPECT_EQ(serializerFor(text).serializer->serialize(text), QByteArray("\xc3\xa9")) << "text travels as UTF-8";
+    EXPECT_EQ(serializerFor(text).serializer->serialize(text), QByteArray("\xc3\xa9"))
+        << "text travels as UTF-8";
 }
 
 TEST(TypeRegistry, EncodingTakesTheStoredValueNotTheAnimatedOne) {
@@ -141,7 +144,8 @@ TEST(TypeRegistry, VectorContainersEncodeTheirValuesBackToBack) {
     Encoded const encoded = serializerFor(points);
     ASSERT_TRUE(encoded.serializer);
     QByteArray const bytes = encoded.serializer->serialize(points);
-    EXPECT_EQ(bytes.left(36), littleEndianFloats({1, 2, 3, 4, 5, 6, 7, 8, 9})) << "a node is nine singles in order";
+    EXPECT_EQ(bytes.left(36), littleEndianFloats({1, 2, 3, 4, 5, 6, 7, 8, 9}))
+        << "a node is nine singles in order";
     EXPECT_EQ(bytes.size(), 72);
 
     Basalt::AttributeVectorContainer<Sienna::BezierNode> copy(nullptr, "points");
@@ -200,7 +204,8 @@ TEST(TypeRegistry, EveryTypeCodeIsRegisteredOnce) {
     QSet<unsigned> codes;
     for (QByteArray const& name : names) {
         unsigned const code = registry().find(name)->typeCode;
-        EXPECT_FALSE(codes.contains(code)) << "type code " << code << " of " << name.constData() << " is taken twice";
+        EXPECT_FALSE(codes.contains(code))
+            << "type code " << code << " of " << name.constData() << " is taken twice";
         codes.insert(code);
         EXPECT_EQ(registry().findByCode(code)->name, name);
     }

@@ -1,5 +1,5 @@
-#include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/Element.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/Uuid.hpp"
 #include "tests/support/TestExecutors.hpp"
@@ -39,7 +39,8 @@ TEST(Uuid, GeneratedUuidsAreDistinctTextsWithoutBraces) {
     QByteArray const first = Tessel::generateUuid();
     QByteArray const second = Tessel::generateUuid();
     EXPECT_NE(first, second);
-    QRegularExpression const form(QStringLiteral("^[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}$"));
+    QRegularExpression const form(
+        QStringLiteral("^[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}$"));
     EXPECT_TRUE(form.match(QString::fromLatin1(first)).hasMatch()) << first.constData();
 }
 
@@ -77,7 +78,8 @@ TEST(Element, FindByGuidSearchesTheWholeTreeFromAnyElement) {
     EXPECT_EQ(left->findByGuid(deep->guid()), deep) << "a leaf must reach its cousins";
     EXPECT_EQ(deep->findByGuid(root.guid()), &root);
     EXPECT_EQ(left->findByGuid<Marker>(deep->guid()), deep);
-    EXPECT_EQ(left->findByGuid<OtherMarker>(deep->guid()), nullptr) << "an element of another class is no match";
+    EXPECT_EQ(left->findByGuid<OtherMarker>(deep->guid()), nullptr)
+        << "an element of another class is no match";
     EXPECT_EQ(left->findByGuid("no-such-guid"), nullptr);
     EXPECT_EQ(left->findByGuid(QByteArray()), nullptr) << "the empty guid names nothing";
 }
@@ -111,7 +113,8 @@ TEST(DocumentConnection, FindByGuidReachesTheTransientTreeToo) {
     auto transient = std::make_unique<Tessel::Element>();
     Tessel::Element* slide = addChild(*root, new Tessel::Element());
     Tessel::Element* connection = addChild(*transient, new Tessel::Element());
-    auto document = Tessel::DocumentConnection::create(std::move(root), std::move(transient), &executor, nullptr);
+    auto document =
+        Tessel::DocumentConnection::create(std::move(root), std::move(transient), &executor, nullptr);
     EXPECT_EQ(slide->findByGuid(connection->guid()), connection);
     EXPECT_EQ(connection->findByGuid(slide->guid()), slide);
 }
@@ -123,7 +126,8 @@ TEST(DocumentConnection, InitializeReachesEveryElementOnceWithItsDocument) {
     auto* child = static_cast<Recording*>(addChild(*root, new Recording()));
     auto transient = std::make_unique<Recording>();
     Recording* transientRoot = transient.get();
-    auto document = Tessel::DocumentConnection::create(std::move(root), std::move(transient), &executor, nullptr);
+    auto document =
+        Tessel::DocumentConnection::create(std::move(root), std::move(transient), &executor, nullptr);
     document->initializeElements();
     for (Recording* element : {rootElement, child, transientRoot}) {
         EXPECT_EQ(element->initializations, 1);
@@ -152,7 +156,8 @@ TEST(ClientToServerConnection, KeepsWhatTheServerAnnounced) {
     EXPECT_EQ(connection.serverVersion(), Cobalt::VersionString(QStringLiteral("3.2")));
     EXPECT_EQ(connection.userId(), QByteArray("user-7"));
     EXPECT_EQ(connection.connectionId(), QByteArray("connection-3"));
-    std::int64_t const ahead = connection.currentServerTime().ticks() - Cobalt::TimeStamp::currentTime().ticks();
+    std::int64_t const ahead =
+        connection.currentServerTime().ticks() - Cobalt::TimeStamp::currentTime().ticks();
     EXPECT_GT(ahead, 59 * Cobalt::TimeStamp::ticksPerSecond()) << "server time carries the announced offset";
     EXPECT_LE(ahead, 60 * Cobalt::TimeStamp::ticksPerSecond());
     EXPECT_EQ(connection.idleExecutor().get(), &idle);
