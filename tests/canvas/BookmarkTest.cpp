@@ -1,5 +1,7 @@
 #include "canvas/Bookmark.hpp"
 
+#include "tests/support/DeclaredAttributes.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -10,40 +12,18 @@ using Basalt::Attribute;
 using Datamodel::Bookmark;
 using Datamodel::BookmarkContainer;
 
-struct AttributeRow {
-    char const* key;
-    char const* type;
-    char const* defaultText;
-    Attribute::Layer layer;
-};
-
-// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
-template <std::size_t N>
-void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
-    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
-    for (std::size_t i = 0; i < N; ++i) {
-        Attribute const* attribute = node.attributes()[i].second;
-        AttributeRow const& row = rows[i];
-        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
-        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
-        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
-        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key << " default must sit on layer " << row.layer;
-    }
-}
-
 class Other : public Datamodel::CanvasElement {};
 
 } // namespace
 
 TEST(Bookmark, AttributesAreDeclaredInOrderWithTheirDefaults) {
     Bookmark bookmark;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"url", "string", "", Attribute::LAYER_DEFAULT},
         {"title", "string", "", Attribute::LAYER_DEFAULT},
         {"order", "float", "0", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(bookmark, rows);
+    TestSupport::expectDeclaredAttributes(bookmark, rows);
 }
 
 TEST(Bookmark, ContainerDeclaresNoAttributes) {

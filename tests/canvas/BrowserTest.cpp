@@ -2,6 +2,8 @@
 
 #include "tests/support/CountingListener.hpp"
 
+#include "tests/support/DeclaredAttributes.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -11,35 +13,13 @@ namespace {
 using Basalt::Attribute;
 using Datamodel::Browser;
 
-struct AttributeRow {
-    char const* key;
-    char const* type;
-    char const* defaultText;
-    Attribute::Layer layer;
-};
-
-// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
-template <std::size_t N>
-void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
-    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
-    for (std::size_t i = 0; i < N; ++i) {
-        Attribute const* attribute = node.attributes()[i].second;
-        AttributeRow const& row = rows[i];
-        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
-        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
-        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
-        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key << " default must sit on layer " << row.layer;
-    }
-}
-
 class Other : public Datamodel::CanvasItem {};
 
 } // namespace
 
 TEST(Browser, AttributesAreDeclaredInOrderWithTheirDefaults) {
     Browser browser;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"location", "location2:float", "0 0", Attribute::LAYER_DEFAULT},
         {"location-x", "float", "0", Attribute::LAYER_DEFAULT},
         {"location-y", "float", "0", Attribute::LAYER_DEFAULT},
@@ -54,7 +34,7 @@ TEST(Browser, AttributesAreDeclaredInOrderWithTheirDefaults) {
         {"transparent-mode", "bool", "false", Attribute::LAYER_DEFAULT},
         {"main-frame-scroll-offset", "vector2:float", "0 0", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(browser, rows);
+    TestSupport::expectDeclaredAttributes(browser, rows);
     EXPECT_EQ(browser.flags().bits(), 0u);
 }
 

@@ -1,5 +1,7 @@
 #include "canvas/CanvasLink.hpp"
 
+#include "tests/support/DeclaredAttributes.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -8,28 +10,6 @@ namespace {
 
 using Basalt::Attribute;
 using Datamodel::CanvasLink;
-
-struct AttributeRow {
-    char const* key;
-    char const* type;
-    char const* defaultText;
-    Attribute::Layer layer;
-};
-
-// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
-template <std::size_t N>
-void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
-    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
-    for (std::size_t i = 0; i < N; ++i) {
-        Attribute const* attribute = node.attributes()[i].second;
-        AttributeRow const& row = rows[i];
-        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
-        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
-        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
-        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key << " default must sit on layer " << row.layer;
-    }
-}
 
 std::shared_ptr<Tessel::ElementFactory> linkFactory() {
     auto factory = std::make_shared<Tessel::ElementFactory>();
@@ -43,7 +23,7 @@ class Other : public Datamodel::CanvasItem {};
 
 TEST(CanvasLink, AttributesAreDeclaredInOrderAndTheSizeStartsOnTheUserLayer) {
     CanvasLink link;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"location", "location2:float", "0 0", Attribute::LAYER_DEFAULT},
         {"location-x", "float", "0", Attribute::LAYER_DEFAULT},
         {"location-y", "float", "0", Attribute::LAYER_DEFAULT},
@@ -55,7 +35,7 @@ TEST(CanvasLink, AttributesAreDeclaredInOrderAndTheSizeStartsOnTheUserLayer) {
         {"pinned", "bool", "false", Attribute::LAYER_DEFAULT},
         {"title", "string", "", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(link, rows);
+    TestSupport::expectDeclaredAttributes(link, rows);
     EXPECT_EQ(link.flags().bits(), 0u);
 }
 

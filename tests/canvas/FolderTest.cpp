@@ -2,6 +2,8 @@
 
 #include "framework/CanvasItem.hpp"
 
+#include "tests/support/DeclaredAttributes.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -11,28 +13,6 @@ namespace {
 using Basalt::Attribute;
 using Datamodel::Folder;
 using Datamodel::FolderItem;
-
-struct AttributeRow {
-    char const* key;
-    char const* type;
-    char const* defaultText;
-    Attribute::Layer layer;
-};
-
-// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
-template <std::size_t N>
-void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
-    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
-    for (std::size_t i = 0; i < N; ++i) {
-        Attribute const* attribute = node.attributes()[i].second;
-        AttributeRow const& row = rows[i];
-        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
-        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
-        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
-        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key << " default must sit on layer " << row.layer;
-    }
-}
 
 // A titled item standing in for whatever sits in a folder.
 class Card : public Datamodel::CanvasItem {
@@ -71,23 +51,23 @@ std::vector<Tessel::Element*> childElements(Tessel::Element const& element) {
 
 TEST(Folder, FolderAttributesAreDeclaredInOrderWithTheirDefaults) {
     Folder folder;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"folder-name", "string", "", Attribute::LAYER_DEFAULT},
         {"order", "float", "0", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(folder, rows);
+    TestSupport::expectDeclaredAttributes(folder, rows);
     EXPECT_TRUE(folder.hasEventOut("folder-deleted"));
     EXPECT_EQ(folder.flags().bits(), 0u);
 }
 
 TEST(Folder, ItemAttributesAreDeclaredInOrderWithTheirDefaults) {
     FolderItem item;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"folder-item-name", "string", "", Attribute::LAYER_DEFAULT},
         {"order", "float", "0", Attribute::LAYER_DEFAULT},
         {"preview", "asset", "", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(item, rows);
+    TestSupport::expectDeclaredAttributes(item, rows);
     EXPECT_EQ(item.flags().bits(), 0u);
 }
 

@@ -4,6 +4,8 @@
 #include "framework/CanvasItem.hpp"
 #include "tests/support/CountingListener.hpp"
 
+#include "tests/support/DeclaredAttributes.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -19,28 +21,6 @@ using Datamodel::PresentationContainer;
 using Datamodel::PresentationSlide;
 
 float const kNaN = std::numeric_limits<float>::quiet_NaN();
-
-struct AttributeRow {
-    char const* key;
-    char const* type;
-    char const* defaultText;
-    Attribute::Layer layer;
-};
-
-// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
-template <std::size_t N>
-void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
-    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
-    for (std::size_t i = 0; i < N; ++i) {
-        Attribute const* attribute = node.attributes()[i].second;
-        AttributeRow const& row = rows[i];
-        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
-        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
-        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
-        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key << " default must sit on layer " << row.layer;
-    }
-}
 
 class Box : public Datamodel::CanvasItem {};
 
@@ -65,7 +45,7 @@ std::vector<float> ordersOf(std::vector<PresentationSlide*> const& slides) {
 
 TEST(Presentation, SlideAttributesAreDeclaredInOrderWithTheirDefaults) {
     PresentationSlide slide;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"content-id", "string", "", Attribute::LAYER_DEFAULT},
         {"transition-type", "enum:Datamodel::PresentationSlide::TransitionType", "pan-and-zoom",
          Attribute::LAYER_DEFAULT},
@@ -75,14 +55,15 @@ TEST(Presentation, SlideAttributesAreDeclaredInOrderWithTheirDefaults) {
         {"temporary-annotation", "bool", "false", Attribute::LAYER_DEFAULT},
         {"order", "float", "0", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(slide, rows);
+    TestSupport::expectDeclaredAttributes(slide, rows);
     EXPECT_EQ(slide.transitionType.value(), PresentationSlide::TRANSITION_PAN_AND_ZOOM);
 }
 
 TEST(Presentation, PresentationDeclaresOnlyItsName) {
     Presentation presentation;
-    AttributeRow const rows[] = {{"presentation-name", "string", "", Attribute::LAYER_DEFAULT}};
-    expectAttributes(presentation, rows);
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
+        {"presentation-name", "string", "", Attribute::LAYER_DEFAULT}};
+    TestSupport::expectDeclaredAttributes(presentation, rows);
 }
 
 TEST(Presentation, ContainerDeclaresNoAttributes) {

@@ -3,6 +3,8 @@
 #include "media/Asset.hpp"
 #include "tests/support/CountingListener.hpp"
 
+#include "tests/support/DeclaredAttributes.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -11,28 +13,6 @@ namespace {
 
 using Basalt::Attribute;
 using Datamodel::RdpConnection;
-
-struct AttributeRow {
-    char const* key;
-    char const* type;
-    char const* defaultText;
-    Attribute::Layer layer;
-};
-
-// Walks `node`'s attributes in declaration order against `rows`; the shown value is compared as text.
-template <std::size_t N>
-void expectAttributes(Basalt::Node const& node, AttributeRow const (&rows)[N]) {
-    ASSERT_EQ(node.attributes().size(), N) << "number of declared attributes";
-    for (std::size_t i = 0; i < N; ++i) {
-        Attribute const* attribute = node.attributes()[i].second;
-        AttributeRow const& row = rows[i];
-        EXPECT_EQ(node.attributes()[i].first, QByteArray(row.key)) << "attribute " << i << " out of order";
-        EXPECT_EQ(attribute->type(), QByteArray(row.type)) << row.key;
-        EXPECT_EQ(attribute->asString(), QString::fromUtf8(row.defaultText)) << row.key << " default";
-        EXPECT_EQ(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key << " default must sit on layer " << row.layer;
-    }
-}
 
 class Other : public Datamodel::CanvasItem {};
 
@@ -48,7 +28,7 @@ E* addChild(Tessel::Element& parent) {
 
 TEST(RdpConnection, AttributesAreDeclaredInOrderAndTheSizeIsANewDefault) {
     RdpConnection rdp;
-    AttributeRow const rows[] = {
+    std::vector<TestSupport::DeclaredAttribute> const rows = {
         {"location", "location2:float", "0 0", Attribute::LAYER_DEFAULT},
         {"location-x", "float", "0", Attribute::LAYER_DEFAULT},
         {"location-y", "float", "0", Attribute::LAYER_DEFAULT},
@@ -63,7 +43,7 @@ TEST(RdpConnection, AttributesAreDeclaredInOrderAndTheSizeIsANewDefault) {
         {"content-id", "string", "", Attribute::LAYER_DEFAULT},
         {"title", "string", "", Attribute::LAYER_DEFAULT},
     };
-    expectAttributes(rdp, rows);
+    TestSupport::expectDeclaredAttributes(rdp, rows);
     EXPECT_EQ(rdp.flags().bits(), 0u);
 }
 

@@ -1,6 +1,6 @@
 #include "client/VideoInput.hpp"
 
-#include "tests/session/DeclaredAttributes.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 
 #include "session/TransientRoot.hpp"
 #include "session/View.hpp"
-#include "tests/session/DeclaredAttributes.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "session/Leadership.hpp"
 
 #include "session/View.hpp"
-#include "tests/session/DeclaredAttributes.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 

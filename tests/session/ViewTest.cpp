@@ -2,7 +2,7 @@
 
 #include "session/Connection.hpp"
 #include "session/TransientRoot.hpp"
-#include "tests/session/DeclaredAttributes.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 

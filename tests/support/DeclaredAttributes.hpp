@@ -1,8 +1,8 @@
 #pragma once
 
 // Walks an element's attributes in declaration order against a table of what each must be when the element
-// is new: key, type text, default as text, and the layer that holds the default. Shared by the session and
-// client-state tests, whose classes are mostly their attributes.
+// is new: key, type text, default as text, and the layer that holds the default. Shared by the element
+// tests, whose classes are mostly their attributes.
 
 #include "platform/basalt/Node.hpp"
 
