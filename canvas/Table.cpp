@@ -86,6 +86,10 @@ Table::Table(Fathom::SizeT<int> grid)
     size = Fathom::SizeT<float>(900.0f, 600.0f);
 }
 
+Tessel::Element* Table::makeDefault() {
+    return new Table(Fathom::SizeT<int>(1, 1));
+}
+
 Table::~Table() = default;
 
 void Table::addCell(int x, int y) {

@@ -38,6 +38,8 @@ public:
     /// Writes `gridSize` and a size of 900 by 600 on the user layer. No cells, no shares yet.
     explicit Table(Fathom::SizeT<int> gridSize);
     ~Table() override;
+    /// A new 1 by 1 table, owned by the caller: what the element factories make for "tavola_table".
+    static Tessel::Element* makeDefault();
 
     /// Fills an empty table from "grid-size": a cell per position and even shares. It doesn't look for
     /// cells already there, so a second call adds a second set.

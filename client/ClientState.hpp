@@ -1,6 +1,9 @@
 #pragma once
 
 #include "platform/tessel/Element.hpp"
+#include "platform/tessel/ElementFactory.hpp"
+
+#include <memory>
 
 namespace Datamodel {
 
@@ -9,6 +12,11 @@ namespace Datamodel {
 class ClientState : public Tessel::Element {
 public:
     ClientState();
+
+    /// "client-state".
+    static QByteArray documentType();
+    /// The factory of the document type, built on the first call from any thread.
+    static std::shared_ptr<Tessel::ElementFactory> elementFactory();
 };
 
 } // namespace Datamodel

@@ -1,5 +1,7 @@
 #include "client/EmblemActions.hpp"
 
+#include "framework/ElementFactoryOnce.hpp"
+
 namespace Datamodel {
 
 EmblemAction::EmblemAction()
@@ -51,6 +53,21 @@ EmblemAction* EmblemActionMap::findEmblemAction(QString const& scheme, QByteArra
         }
     }
     return nullptr;
+}
+
+QByteArray EmblemActionMap::documentType() {
+    return QByteArrayLiteral("emblem-action");
+}
+
+std::shared_ptr<Tessel::ElementFactory> EmblemActionMap::elementFactory() {
+    static std::atomic<bool> built{false};
+    static std::shared_ptr<Tessel::ElementFactory> factory;
+    return elementFactoryOnce(built, factory, [] {
+        auto made = std::make_shared<Tessel::ElementFactory>();
+        made->addFactory<EmblemAction>("emblem_action");
+        made->addFactory<EmblemActionMap>("emblem_action_map");
+        return made;
+    });
 }
 
 } // namespace Datamodel

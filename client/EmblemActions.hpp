@@ -4,6 +4,7 @@
 #include "attributes/AttributeString.hpp"
 #include "attributes/Event.hpp"
 #include "platform/tessel/Element.hpp"
+#include "platform/tessel/ElementFactory.hpp"
 
 #include <QByteArray>
 #include <QString>
@@ -34,6 +35,11 @@ public:
 class EmblemActionMap : public Tessel::Element {
 public:
     EmblemActionMap();
+
+    /// "emblem-action".
+    static QByteArray documentType();
+    /// The factory of the document type, built on the first call from any thread.
+    static std::shared_ptr<Tessel::ElementFactory> elementFactory();
 
     /// Raises `emblemActionChanged` for an added action; the base operation is not called.
     void attributeAdded(Basalt::Attribute* attribute) override;

@@ -25,7 +25,13 @@ public:
     /// groups under the key, replacing earlier ones (also when the key was taken already).
     template <typename T>
     bool addFactory(QByteArray const& key, std::shared_ptr<AttributeGroups> groups) {
-        bool const added = ObjectFactoryT::addFactory<T>(key);
+        return addFactory<T>(
+            key, [] { return new T(); }, std::move(groups));
+    }
+    /// The same with a maker of its own, for a class without a default constructor.
+    template <typename T>
+    bool addFactory(QByteArray const& key, Maker maker, std::shared_ptr<AttributeGroups> groups) {
+        bool const added = ObjectFactoryT::addFactory<T>(key, std::move(maker));
         if (groups) {
             m_groups[key] = std::move(groups);
         }
