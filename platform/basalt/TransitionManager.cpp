@@ -10,9 +10,11 @@ namespace Basalt {
 
 namespace {
 
+// Never destroyed: the managers live as long as the process, and the list must outlive every static that
+// might still update them at exit.
 std::vector<TransitionManager*>& managerList() {
-    static std::vector<TransitionManager*> managers;
-    return managers;
+    static auto* const managers = new std::vector<TransitionManager*>();
+    return *managers;
 }
 
 float bezier(float t, float a, float b) {
