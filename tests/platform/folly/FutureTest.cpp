@@ -1,6 +1,8 @@
 #include "folly/futures/Future.h"
 #include "tests/support/TestExecutors.hpp"
 
+#include "tests/support/ExceptionMessage.hpp"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -23,19 +25,10 @@ using folly::SemiFuture;
 using folly::Try;
 using folly::Unit;
 using TestSupport::ManualExecutor;
+using TestSupport::messageOf;
 using TestSupport::ThreadExecutor;
 
 namespace {
-
-template <class Ex, class F>
-std::string messageOf(F&& f) {
-    try {
-        f();
-    } catch (Ex const& ex) {
-        return ex.what();
-    }
-    return "<nothing thrown>";
-}
 
 // Refuses all work, as a shut-down executor would.
 class RejectingExecutor final : public folly::Executor {

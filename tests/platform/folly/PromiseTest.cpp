@@ -1,5 +1,7 @@
 #include "folly/futures/Promise.h"
 
+#include "tests/support/ExceptionMessage.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -14,20 +16,7 @@ using folly::Future;
 using folly::Promise;
 using folly::Try;
 using folly::Unit;
-
-namespace {
-
-template <class Ex, class F>
-std::string messageOf(F&& f) {
-    try {
-        f();
-    } catch (Ex const& ex) {
-        return ex.what();
-    }
-    return "<nothing thrown>";
-}
-
-} // namespace
+using TestSupport::messageOf;
 
 static_assert(!std::is_copy_constructible<Promise<int>>::value, "promises are not copyable");
 static_assert(!std::is_copy_assignable<Promise<int>>::value, "promises are not copyable");
