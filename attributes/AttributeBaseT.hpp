@@ -83,6 +83,7 @@ public:
         if (ValueTraits<T>::same(value, m_current)) {
             return;
         }
+        m_plainUserState = false;
         m_current = value;
         notify(ROLE_CHANGE);
     }
@@ -111,7 +112,7 @@ public:
 
 protected:
     static bool isSpecial(Layer layer) { return layer >= LAYER_COUNT; }
-    int resolve(Layer layer) const { return isSpecial(layer) ? m_currentLayer : layer; }
+    int resolve(Layer layer) const { return isSpecial(layer) ? int(m_currentLayer) : int(layer); }
     T const& valueForRead(Layer layer) const {
         if (layer == LAYER_CURRENT_VALUE) {
             return m_current;
@@ -146,14 +147,29 @@ protected:
     /// that the steps inline; any subclass that overrides `setValue` is still honoured. The type_info
     /// objects are compared by address: should a loader ever duplicate one, the write merely takes the
     /// virtual call.
+    ///
+    /// The commonest writes, the user's value again or a new one, skip even that once the flag says that
+    /// the last write was such an exact one on LAYER_USER and that nothing has touched the state since. So
+    /// `Self::setValue` on LAYER_USER of that state must do what `storePlainUserValue` does, as every
+    /// setValue of the templates does.
     template <typename Self>
     void writeValue(T const& value, Layer layer) {
+        if (layer == LAYER_USER && m_plainUserState) {
+            if (!ValueTraits<T>::same(value, m_current)) {
+                storePlainUserValue(value);
+            }
+            return;
+        }
         if (&typeid(*this) == &typeid(Self)) {
+            // Set before the write: whatever its listeners do to this attribute clears it again.
+            m_plainUserState = resolve(layer) == LAYER_USER && m_currentLayer <= LAYER_USER && !m_transition;
             static_cast<Self*>(this)->Self::setValue(value, layer);
         } else {
             setValue(value, layer);
         }
     }
+    /// For what the base doesn't see, such as an expression a subclass attaches to a layer.
+    void forgetPlainUserState() { m_plainUserState = false; }
 
     /// Shared by `eventProcess` of the types that travel as one scalar: drops what can't be read.
     template <typename Self>
@@ -169,15 +185,30 @@ private:
     friend class TransitionManagerT<T>;
     friend struct Cobalt::ReentrantVectorTraits<TransitionAnimT<T>>;
 
+    /// A new value on LAYER_USER while it is in force, stored and shown, with no transition.
+    void storePlainUserValue(T const& value) {
+        m_values[LAYER_USER] = value;
+        m_current = value;
+        notify(ROLE_CHANGE);
+    }
+
     TransitionAnimT<T>* m_transition = nullptr;
     T m_current;
-    std::int32_t m_currentLayer = LAYER_DEFAULT;
     T m_values[LAYER_COUNT];
     bool m_defined[LAYER_COUNT] = {true, false, false, false};
+    // One byte, beside the flags: the four layers fit, and subclasses fill the padding after it.
+    std::int8_t m_currentLayer = LAYER_DEFAULT;
+    // LAYER_USER is in force, stored and shown, with no transition and nothing a subclass attaches, and the
+    // last write came through `writeValue` on this object's own class: writing the shown value again on
+    // LAYER_USER changes nothing. Cleared by everything that could make that untrue.
+    bool m_plainUserState = false;
 };
 
 template <typename T>
 void AttributeBaseT<T>::storeValueSlowly(T const& value, int target) {
+    if (target != LAYER_USER) {
+        m_plainUserState = false;
+    }
     if (target < m_currentLayer) {
         m_values[target] = value;
         m_defined[target] = true;
@@ -206,6 +237,7 @@ void AttributeBaseT<T>::storeValueSlowly(T const& value, int target) {
 
 template <typename T>
 void AttributeBaseT<T>::clearStoredValue(Layer layer) {
+    m_plainUserState = false;
     int const cleared = resolve(layer);
     if (cleared == LAYER_DEFAULT && m_currentLayer == LAYER_DEFAULT) {
         return; // the default stays defined while it is all there is
@@ -244,6 +276,7 @@ void AttributeBaseT<T>::setTransitionParameters(TransitionParameters parameters)
         return;
     }
     if (!m_transition) {
+        m_plainUserState = false;
         m_transition = TransitionManagerT<T>::create(this, parameters);
         return;
     }

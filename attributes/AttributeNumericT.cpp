@@ -63,6 +63,7 @@ void AttributeT<float>::setPercentage(float percent, Layer layer) {
 }
 
 void AttributeT<float>::applyExpression(int layer, SimpleExpression const& expression) {
+    forgetPlainUserState();
     m_expressions[layer] = std::make_unique<SimpleExpression>(expression);
     storeValue(expression.evaluate(&m_expressionParameter, 1), static_cast<Layer>(layer));
 }

@@ -895,6 +895,70 @@ TEST(AttributeLayers, FloatSubclassOverridingSetValueSeesEveryPlainWrite) {
 
 // Random operations checked against the layer rules: which layer is in force, what each slot holds, what
 // is shown, and that a listener hears exactly the changes of the shown value.
+// Repeated user writes take a shortcut; each test below changes the state behind it and checks that the next
+// user write still follows the layer rules.
+TEST(AttributeLayers, UserWriteAfterAnAnimatedValueStoresTheValueShown) {
+    AttributeT<int> attribute(nullptr, "width", 0);
+    attribute = 5;
+    attribute = 5;
+    attribute.setAnimatedValue(7);
+    CountingListener changes(attribute);
+
+    attribute = 7;
+    EXPECT_EQ(attribute.valueOnLayer(Attribute::LAYER_USER), 7) << "the write must store what is shown";
+    EXPECT_EQ(changes.count(), 0) << "the shown value did not change";
+    attribute = 5;
+    EXPECT_EQ(attribute.value(), 5);
+    EXPECT_EQ(changes.count(), 1);
+}
+
+TEST(AttributeLayers, UserWriteAfterAValueAboveTheUserLayerStaysHidden) {
+    AttributeT<int> attribute(nullptr, "width", 0);
+    attribute = 4;
+    attribute = 4;
+    attribute.setValue(8, Attribute::LAYER_ABOVE_USER);
+    CountingListener changes(attribute);
+
+    attribute = 6;
+    EXPECT_EQ(attribute.value(), 8) << "the layer above the user's stays in force";
+    EXPECT_EQ(attribute.valueOnLayer(Attribute::LAYER_USER), 6);
+    EXPECT_EQ(changes.count(), 0);
+    EXPECT_TRUE(holdsLayerInvariant(attribute));
+}
+
+TEST(AttributeLayers, ListenerWritingAboveTheUserLayerHidesTheNextUserWrite) {
+    AttributeT<int> attribute(nullptr, "width", 0);
+    attribute = 1;
+    bool first = true;
+    attribute.addListener(
+        [&] {
+            if (first) {
+                first = false;
+                attribute.setValue(9, Attribute::LAYER_ABOVE_USER);
+            }
+        },
+        Attribute::ROLE_CHANGE);
+
+    attribute = 2;
+    attribute = 3;
+    EXPECT_EQ(attribute.value(), 9) << "a user write must stay below what a listener put above it";
+    EXPECT_EQ(attribute.valueOnLayer(Attribute::LAYER_USER), 3);
+    EXPECT_TRUE(holdsLayerInvariant(attribute));
+}
+
+TEST(AttributeLayers, UserWriteAfterClearingTheUserLayerTakesItAgain) {
+    AttributeT<int> attribute(nullptr, "width", 0);
+    attribute = 4;
+    attribute = 4;
+    attribute.clearValue(Attribute::LAYER_USER);
+    CountingListener changes(attribute);
+
+    attribute = 4;
+    EXPECT_EQ(attribute.currentLayer(), Attribute::LAYER_USER);
+    EXPECT_EQ(attribute.value(), 4);
+    EXPECT_EQ(changes.count(), 1) << "the default 0 was shown before";
+}
+
 TEST(AttributeLayers, RandomOperationSequencesKeepTheLayerRules) {
     struct Model {
         int values[Attribute::LAYER_COUNT] = {0, 0, 0, 0};
@@ -943,7 +1007,7 @@ TEST(AttributeLayers, RandomOperationSequencesKeepTheLayerRules) {
             int const shownBefore = attribute.value();
             int const before = changes.count();
             std::string operation;
-            switch (pick(4)) {
+            switch (pick(6)) {
             case 0: {
                 int const value = pick(3);
                 int const layer = anyLayer();
@@ -967,6 +1031,22 @@ TEST(AttributeLayers, RandomOperationSequencesKeepTheLayerRules) {
                                                                           : model.values[model.resolve(from)];
                 attribute.copyValueFromLayer(static_cast<Layer>(from), static_cast<Layer>(to));
                 model.set(source, to);
+                break;
+            }
+            case 3: {
+                // The template's own write path, which takes shortcuts that setValue doesn't.
+                int const value = pick(3);
+                operation = "operator=(" + std::to_string(value) + ")";
+                attribute = value;
+                model.set(value, Attribute::LAYER_USER);
+                break;
+            }
+            case 4: {
+                int const value = pick(3);
+                int const layer = anyLayer();
+                operation = "set(" + std::to_string(value) + ", " + std::to_string(layer) + ")";
+                attribute.set(value, static_cast<Layer>(layer));
+                model.set(value, layer);
                 break;
             }
             default:

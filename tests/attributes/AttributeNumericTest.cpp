@@ -183,6 +183,18 @@ TEST(AttributeFloat, PlainWriteReplacesThePercentageOfItsLayer) {
     }
 }
 
+TEST(AttributeFloat, PlainWriteOfTheValueAPercentageGaveStillDropsThePercentage) {
+    AttributeT<float> attribute(nullptr, "x", 0.0f);
+    attribute = 0.5f;
+    attribute = 0.5f;
+    attribute.setPercentage(50.0f);
+    ASSERT_EQ(attribute.value(), 0.5f);
+
+    attribute = 0.5f;
+    EXPECT_EQ(attribute.expression(Attribute::LAYER_USER), nullptr)
+        << "a plain write replaces the percentage even when the number stays";
+}
+
 TEST(AttributeFloat, PercentageOnOneLayerSurvivesWritesOnAnother) {
     AttributeT<float> attribute(nullptr, "x", 0.0f);
     attribute.setPercentage(50.0f, Attribute::LAYER_DEFAULT);

@@ -511,6 +511,19 @@ TEST(TransitionParameters, SwitchingOffWithoutATransitionChangesNothing) {
     EXPECT_EQ(log.count(), 0u);
 }
 
+TEST(TransitionFloat, UserWriteAfterTheTransitionIsSwitchedOnIsAnimated) {
+    AttributeT<float> attribute(nullptr, "x", 0.0f);
+    attribute = 1.0f;
+    attribute = 1.0f;
+    attribute.setTransitionParameters(animated(1.0f));
+
+    attribute = 2.0f;
+    EXPECT_EQ(attribute.value(), 1.0f) << "repeated user writes must not skip a transition set since";
+    advance<float>(1.0f);
+    EXPECT_EQ(attribute.value(), 2.0f);
+    attribute.setTransitionParameters(switchedOff());
+}
+
 TEST(TransitionAnimatedValue, ShowsAndEmitsOnlyWhenTheValueDiffers) {
     AttributeT<float> attribute(nullptr, "opacity", 1.0f);
     ChangeLog<float> log(attribute);
