@@ -5,8 +5,6 @@
 
 #include "folly/Executor.h"
 
-#include <QByteArray>
-
 #include <atomic>
 #include <cstdint>
 
@@ -20,8 +18,10 @@ public:
     /// What a server announces to a client that joins.
     struct Announcement {
         Cobalt::VersionString serverVersion;
-        QByteArray userId;
-        QByteArray connectionId;
+        /// The user this client acts for: above 0 for a known user, 0 for none.
+        unsigned userId = 0;
+        /// This connection's number among the server's connections.
+        unsigned connectionId = 0;
         /// Server time minus local time, in ticks of `Cobalt::TimeStamp`.
         std::int64_t serverTimeOffset = 0;
     };
@@ -30,8 +30,9 @@ public:
     ClientToServerConnection(Announcement announcement, folly::Executor* idleExecutor);
 
     Cobalt::VersionString const& serverVersion() const { return m_announcement.serverVersion; }
-    QByteArray const& userId() const { return m_announcement.userId; }
-    QByteArray const& connectionId() const { return m_announcement.connectionId; }
+    /// The user this client acts for; 0 when the server named none.
+    unsigned userId() const { return m_announcement.userId; }
+    unsigned connectionId() const { return m_announcement.connectionId; }
     /// The server's clock now.
     Cobalt::TimeStamp currentServerTime() const;
     folly::Executor::KeepAlive<> idleExecutor() const { return folly::getKeepAliveToken(m_idleExecutor); }

@@ -41,7 +41,7 @@ struct NoteDocument {
     explicit NoteDocument(char const* serverVersion) {
         auto link = std::make_shared<Tessel::ClientToServerConnection>(
             Tessel::ClientToServerConnection::Announcement{
-                Cobalt::VersionString(QString::fromLatin1(serverVersion)), "user", "connection", 0},
+                Cobalt::VersionString(QString::fromLatin1(serverVersion)), 1, 1, 0},
             &executor);
         note = new Datamodel::Note();
         note->initName();

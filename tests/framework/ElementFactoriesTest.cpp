@@ -3,6 +3,7 @@
 #include "client/ClientState.hpp"
 #include "client/EmblemActions.hpp"
 #include "client/EmblemFolder.hpp"
+#include "index/ServerIndex.hpp"
 #include "session/TransientRoot.hpp"
 #include "session/View.hpp"
 
@@ -98,6 +99,7 @@ void expectMakesEveryKey(Factory const& factory, std::vector<char const*> const&
 
 TEST(ElementFactories, DocumentTypesAreTheirWords) {
     EXPECT_EQ(Datamodel::SharedCanvas::documentType(), QByteArray("kx-tavola"));
+    EXPECT_EQ(Datamodel::ServerIndex::documentType(), QByteArray("server-index"));
     EXPECT_EQ(Datamodel::ClientState::documentType(), QByteArray("client-state"));
     EXPECT_EQ(Datamodel::EmblemActionMap::documentType(), QByteArray("emblem-action"));
     EXPECT_EQ(Datamodel::EmblemFolder::documentType(), QByteArray("personal-folder"));
@@ -182,6 +184,19 @@ TEST(ElementFactories, TheClientStateAndEmblemActionFactoriesMakeTheirKeys) {
                          "client_state_video_output_sink", "client_state_video_input_map",
                          "client_state_video_input"});
     expectMakesEveryKey(Datamodel::EmblemActionMap::elementFactory(), {"emblem_action", "emblem_action_map"});
+}
+
+TEST(ElementFactories, TheServerIndexFactoryMakesItsSevenKeysWithoutGroups) {
+    auto const factory = Datamodel::ServerIndex::elementFactory();
+    std::vector<char const*> const keys{
+        "server_index", "server_index_folder", "canvas_document", "user_container", "user",
+        "group",        "group_container"};
+    expectMakesEveryKey(factory, keys);
+    for (char const* key : keys) {
+        EXPECT_EQ(factory->findAttributeGroupsForType(key), nullptr) << key << " has no groups";
+    }
+    EXPECT_EQ(factory->makers().size(), keys.size() + 1) << "the listed keys and \"node\"";
+    EXPECT_EQ(factory, Datamodel::ServerIndex::elementFactory()) << "built once";
 }
 
 TEST(ElementFactories, OneClassServesUnderDifferentKeysInDifferentFactories) {

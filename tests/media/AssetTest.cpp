@@ -24,8 +24,8 @@ public:
     explicit ServerAt(char const* version) {
         Tessel::ClientToServerConnection::Announcement announcement;
         announcement.serverVersion = Cobalt::VersionString(QString::fromLatin1(version));
-        announcement.userId = "user";
-        announcement.connectionId = "connection";
+        announcement.userId = 1;
+        announcement.connectionId = 1;
         document = Tessel::DocumentConnection::create(
             nullptr, nullptr, &main, std::make_shared<Tessel::ClientToServerConnection>(announcement, &idle));
     }

@@ -149,13 +149,13 @@ TEST(ClientToServerConnection, KeepsWhatTheServerAnnounced) {
     TestSupport::ManualExecutor idle;
     Tessel::ClientToServerConnection::Announcement announcement;
     announcement.serverVersion = Cobalt::VersionString(QStringLiteral("3.2.0"));
-    announcement.userId = "user-7";
-    announcement.connectionId = "connection-3";
+    announcement.userId = 7;
+    announcement.connectionId = 3;
     announcement.serverTimeOffset = 60 * Cobalt::TimeStamp::ticksPerSecond();
     Tessel::ClientToServerConnection connection(announcement, &idle);
     EXPECT_EQ(connection.serverVersion(), Cobalt::VersionString(QStringLiteral("3.2")));
-    EXPECT_EQ(connection.userId(), QByteArray("user-7"));
-    EXPECT_EQ(connection.connectionId(), QByteArray("connection-3"));
+    EXPECT_EQ(connection.userId(), 7u);
+    EXPECT_EQ(connection.connectionId(), 3u);
     std::int64_t const ahead =
         connection.currentServerTime().ticks() - Cobalt::TimeStamp::currentTime().ticks();
     EXPECT_GT(ahead, 59 * Cobalt::TimeStamp::ticksPerSecond()) << "server time carries the announced offset";

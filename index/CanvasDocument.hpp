@@ -1,0 +1,75 @@
+#pragma once
+
+#include "attributes/AttributeBool.hpp"
+#include "attributes/AttributeNumericT.hpp"
+#include "attributes/AttributeString.hpp"
+#include "attributes/AttributeTimeStamp.hpp"
+#include "attributes/AttributeTuple.hpp"
+#include "index/ServerIndexNode.hpp"
+#include "media/AssetFile.hpp"
+#include "platform/cobalt/TimeStamp.hpp"
+
+#include <QByteArray>
+
+namespace Datamodel {
+
+/// The index record of one canvas: a leaf of the server index that stands for a canvas document stored
+/// elsewhere on the server, tied to it by "canvas-id" and by nothing else. It holds what a list of
+/// canvases shows (name, size, times, whether passwords are set, a preview) and what a link to the canvas
+/// grants.
+///
+/// Belongs to the thread that applies the index document's transactions.
+class CanvasDocument : public ServerIndexNode {
+public:
+    CanvasDocument();
+    ~CanvasDocument() override;
+
+    /// Preview image of the canvas.
+    AssetFile preview;
+    /// What a link to the canvas grants, as text: "none", "view" or "edit" in any case.
+    Basalt::AttributeT<QString> linkPermission;
+    Basalt::AttributeT<QString> canvasName;
+    Basalt::AttributeT<bool> demoCanvas;
+    Basalt::AttributeT<bool> hasMainPassword;
+    Basalt::AttributeT<bool> hasAccessPassword;
+    /// Stored size of the canvas.
+    Basalt::AttributeT<unsigned long> size;
+    Basalt::AttributeT<Cobalt::TimeStamp> created;
+    Basalt::AttributeT<Cobalt::TimeStamp> modified;
+    /// Carried in the record for the server; this library neither reads nor writes them.
+    Basalt::AttributeT<QString> initialMainPassword;
+    Basalt::AttributeT<QString> initialAccessPassword;
+    /// Carried in the record for the server, with the components "new-width" and "new-height".
+    Basalt::AttributeT<Fathom::SizeT<float>> newResolution;
+    /// The canvas's id among the server's documents; meant to be written once.
+    Basalt::AttributeT<QString> canvasIdAttribute;
+
+    /// Server time of the last change of "preview" seen with a connection; zero until then.
+    Cobalt::TimeStamp previewUpdated;
+
+    /// "canvas-id" as UTF-8.
+    QByteArray canvasId() const;
+    /// The element id of the folder the record hangs in; empty when it has no host.
+    QByteArray folderId() const;
+    /// "link-permission" read in any case: "view" and "edit" give their level, anything else (white
+    /// space around a word included) "none".
+    Tessel::Permission parsedLinkPermissions() const;
+
+    /// The greater of what the link grants and what the node grants `user`: so a link grant holds for
+    /// anybody, even for a null user.
+    Tessel::Permission resolveAccess(User const* user) const override;
+
+    /// Raises `onCanvasChanged`.
+    void onChanged(ServerIndex& index) override;
+    /// Enters the record into the index's table, then raises `onCanvasAdded`.
+    void onAdded(ServerIndex& index) override;
+    /// Raises `onCanvasReparented` with `oldParentId` when the record is indexed; otherwise nothing.
+    void onReparented(ServerIndex& index, QByteArray const& oldParentId) override;
+    /// Raises `onCanvasErased`, then takes the record out of the index's table.
+    void onErased(ServerIndex& index, ServerIndexFolder* parent) override;
+
+private:
+    void notePreviewUpdate();
+};
+
+} // namespace Datamodel
