@@ -30,8 +30,8 @@ public:
     /// A temporary with no host and no name and a value-initialised default.
     AttributeBaseT() : AttributeBaseT(nullptr, QByteArray(), T{}) {}
     ~AttributeBaseT() override {
-        if (m_transition) {
-            m_transition->attribute = nullptr;
+        if (m_hasTransition) {
+            TransitionManagerT<T>::release(this);
         }
     }
 
@@ -70,8 +70,8 @@ public:
     }
     /// Pushes the layer in force out again: shows it, or aims the transition at it.
     void emitChange() override {
-        if (m_transition) {
-            m_transition->retarget(m_current, m_values[m_currentLayer]);
+        if (m_hasTransition) {
+            transitionEntry()->retarget(m_current, m_values[m_currentLayer]);
             return;
         }
         m_current = m_values[m_currentLayer];
@@ -88,7 +88,7 @@ public:
         notify(ROLE_CHANGE);
     }
     /// The running transition's entry, or null.
-    TransitionAnimT<T> const* transition() const { return m_transition; }
+    TransitionAnimT<T> const* transition() const { return transitionEntry(); }
 
     /// Writes the highest layer that the archive's mask wants and that is defined; null if there is none.
     ArchiveElement serialize(Archive& archive) const override;
@@ -124,7 +124,7 @@ protected:
     /// transition, or a value already stored and shown) stay inline; layer moves and transitions don't.
     void storeValue(T const& value, Layer layer) {
         int const target = resolve(layer);
-        if (target != m_currentLayer || m_transition) {
+        if (target != m_currentLayer || m_hasTransition) {
             storeValueSlowly(value, target);
             return;
         }
@@ -162,7 +162,8 @@ protected:
         }
         if (&typeid(*this) == &typeid(Self)) {
             // Set before the write: whatever its listeners do to this attribute clears it again.
-            m_plainUserState = resolve(layer) == LAYER_USER && m_currentLayer <= LAYER_USER && !m_transition;
+            m_plainUserState =
+                resolve(layer) == LAYER_USER && m_currentLayer <= LAYER_USER && !m_hasTransition;
             static_cast<Self*>(this)->Self::setValue(value, layer);
         } else {
             setValue(value, layer);
@@ -183,7 +184,6 @@ protected:
 
 private:
     friend class TransitionManagerT<T>;
-    friend struct Cobalt::ReentrantVectorTraits<TransitionAnimT<T>>;
 
     /// A new value on LAYER_USER while it is in force, stored and shown, with no transition.
     void storePlainUserValue(T const& value) {
@@ -192,16 +192,15 @@ private:
         notify(ROLE_CHANGE);
     }
 
-    TransitionAnimT<T>* m_transition = nullptr;
+    /// The entry of the running transition, kept by the manager of T; null when there is none. Looked up
+    /// there rather than pointed at from here: few attributes ever animate, and a canvas holds a great many.
+    TransitionAnimT<T>* transitionEntry() const {
+        return m_hasTransition ? TransitionManagerT<T>::entryOf(this) : nullptr;
+    }
+
     T m_current;
     T m_values[LAYER_COUNT];
-    bool m_defined[LAYER_COUNT] = {true, false, false, false};
-    // One byte, beside the flags: the four layers fit, and subclasses fill the padding after it.
-    std::int8_t m_currentLayer = LAYER_DEFAULT;
-    // LAYER_USER is in force, stored and shown, with no transition and nothing a subclass attaches, and the
-    // last write came through `writeValue` on this object's own class: writing the shown value again on
-    // LAYER_USER changes nothing. Cleared by everything that could make that untrue.
-    bool m_plainUserState = false;
+    // Which layers are defined, the layer in force and whether the state is plain: in the base, see there.
 };
 
 template <typename T>
@@ -215,20 +214,21 @@ void AttributeBaseT<T>::storeValueSlowly(T const& value, int target) {
         return;
     }
     if (ValueTraits<T>::same(value, m_current)) {
-        bool const targetUnchanged = !m_transition || ValueTraits<T>::equal(m_values[m_currentLayer], value);
+        bool const targetUnchanged =
+            !m_hasTransition || ValueTraits<T>::equal(m_values[m_currentLayer], value);
         m_currentLayer = target;
         m_values[target] = value;
         m_defined[target] = true;
         if (!targetUnchanged) {
-            m_transition->retarget(m_current, value);
+            transitionEntry()->retarget(m_current, value);
         }
         return;
     }
     m_currentLayer = target;
     m_values[target] = value;
     m_defined[target] = true;
-    if (m_transition) {
-        m_transition->retarget(m_current, value);
+    if (m_hasTransition) {
+        transitionEntry()->retarget(m_current, value);
         return;
     }
     m_current = value;
@@ -255,8 +255,8 @@ void AttributeBaseT<T>::clearStoredValue(Layer layer) {
     if (ValueTraits<T>::same(m_values[shown], m_values[cleared])) {
         return;
     }
-    if (m_transition) {
-        m_transition->retarget(m_current, m_values[shown]);
+    if (m_hasTransition) {
+        transitionEntry()->retarget(m_current, m_values[shown]);
         return;
     }
     m_current = m_values[shown];
@@ -266,22 +266,22 @@ void AttributeBaseT<T>::clearStoredValue(Layer layer) {
 template <typename T>
 void AttributeBaseT<T>::setTransitionParameters(TransitionParameters parameters) {
     if (!(parameters.duration > 0)) {
-        if (!m_transition) {
+        if (!m_hasTransition) {
             return;
         }
         // Detach first: a listener of the jump below may destroy this attribute.
-        m_transition->attribute = nullptr;
-        m_transition = nullptr;
+        TransitionManagerT<T>::release(this);
         setAnimatedValue(m_values[m_currentLayer]);
         return;
     }
-    if (!m_transition) {
+    if (!m_hasTransition) {
         m_plainUserState = false;
-        m_transition = TransitionManagerT<T>::create(this, parameters);
+        TransitionManagerT<T>::create(this, parameters);
         return;
     }
-    m_transition->setParameters(parameters);
-    m_transition->speed = (m_transition->speed < 0 ? -1.0f : 1.0f) / parameters.duration;
+    TransitionAnimT<T>* const entry = transitionEntry();
+    entry->setParameters(parameters);
+    entry->speed = (entry->speed < 0 ? -1.0f : 1.0f) / parameters.duration;
 }
 
 template <typename T>

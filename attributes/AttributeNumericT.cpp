@@ -15,10 +15,13 @@ void AttributeT<float>::setAsDefaults() {
     // setValue drops the expression of the layer it writes, so the user's is carried over by hand, and before
     // the user layer is cleared: that clear may notify, and its listeners must find the default complete (or
     // may destroy this attribute, after which nothing here may be touched).
-    std::unique_ptr<SimpleExpression> userExpression = std::move(m_expressions[LAYER_USER]);
+    std::unique_ptr<SimpleExpression> userExpression =
+        m_expressions ? std::move((*m_expressions)[LAYER_USER]) : nullptr;
     float const userValue = valueOnLayer(LAYER_USER);
     setValue(userValue, LAYER_DEFAULT);
-    m_expressions[LAYER_DEFAULT] = std::move(userExpression);
+    if (m_expressions) {
+        (*m_expressions)[LAYER_DEFAULT] = std::move(userExpression);
+    }
     clearValue(LAYER_USER);
 }
 
@@ -64,7 +67,10 @@ void AttributeT<float>::setPercentage(float percent, Layer layer) {
 
 void AttributeT<float>::applyExpression(int layer, SimpleExpression const& expression) {
     forgetPlainUserState();
-    m_expressions[layer] = std::make_unique<SimpleExpression>(expression);
+    if (!m_expressions) {
+        m_expressions = std::make_unique<Expressions>();
+    }
+    (*m_expressions)[layer] = std::make_unique<SimpleExpression>(expression);
     storeValue(expression.evaluate(&m_expressionParameter, 1), static_cast<Layer>(layer));
 }
 

@@ -82,13 +82,18 @@ public:
     void eventProcess(QByteArray const& id, Cobalt::BinaryData& data) override;
 
     /// The expression of a stored layer, or null for a plain value.
-    SimpleExpression const* expression(Layer layer) const { return m_expressions[resolve(layer)].get(); }
+    SimpleExpression const* expression(Layer layer) const {
+        return m_expressions ? (*m_expressions)[resolve(layer)].get() : nullptr;
+    }
     float expressionParameter() const { return m_expressionParameter; }
 
 private:
     // Tested before it is reset: plain writes are the hot path and most layers hold no expression.
     void dropExpression(Layer layer) {
-        std::unique_ptr<SimpleExpression>& expression = m_expressions[resolve(layer)];
+        if (!m_expressions) {
+            return;
+        }
+        std::unique_ptr<SimpleExpression>& expression = (*m_expressions)[resolve(layer)];
         if (expression) {
             expression.reset();
         }
@@ -97,7 +102,9 @@ private:
     void applyExpression(int layer, SimpleExpression const& expression);
 
     float m_expressionParameter = 1.0f;
-    std::array<std::unique_ptr<SimpleExpression>, LAYER_COUNT> m_expressions;
+    // Made with the first expression: most floats never hold one, and a large canvas holds many floats.
+    using Expressions = std::array<std::unique_ptr<SimpleExpression>, LAYER_COUNT>;
+    std::unique_ptr<Expressions> m_expressions;
 };
 
 /// The integers: int, long and unsigned long. Floats given to `set` are rounded half away from zero;

@@ -26,12 +26,11 @@ public:
     using Component = AttributeT<std::conditional_t<std::is_same_v<Scalar, int>, int, float>>;
     static constexpr int componentCount = 2;
 
-    AttributeTuple(Node* host, QByteArray const& name, T const& defaultValue) : Attribute(host, name) {
-        static char const* const suffixes[] = {"-x", "-y", "-z", "-w"};
-        for (int i = 0; i < componentCount; ++i) {
-            m_components[i] = std::make_unique<Component>(host, name + suffixes[i], defaultValue[i]);
-            m_components[i]->addListener([this] { componentChanged(); }, ROLE_CHANGE);
-            m_components[i]->setOwnerShorthand(this);
+    AttributeTuple(Node* host, QByteArray const& name, T const& defaultValue)
+        : Attribute(host, name), m_components{{Component(host, name + "-x", defaultValue[0]),
+                                               Component(host, name + "-y", defaultValue[1])}} {
+        for (Component& component : m_components) {
+            component.setOwnerShorthand(this); // which also brings their changes here
         }
         setSerializable(false);
     }
@@ -42,20 +41,20 @@ public:
     T valueOnLayer(Layer layer) const {
         T result{};
         for (int i = 0; i < componentCount; ++i) {
-            result[i] = m_components[i]->valueOnLayer(layer); // in the component's own type: exact
+            result[i] = m_components[i].valueOnLayer(layer); // in the component's own type: exact
         }
         return result;
     }
     operator T() const { return value(); }
     /// Component 0 or 1.
-    Component& component(int index) { return *m_components[index]; }
-    Component const& component(int index) const { return *m_components[index]; }
+    Component& component(int index) { return m_components[index]; }
+    Component const& component(int index) const { return m_components[index]; }
 
     /// Writes both components on LAYER_USER.
     Derived& operator=(T const& value) {
         ChangeScope scope(*this);
         for (int i = 0; i < componentCount; ++i) {
-            *m_components[i] = priv_unwrap(value, i);
+            m_components[i] = priv_unwrap(value, i);
         }
         return static_cast<Derived&>(*this);
     }
@@ -92,7 +91,7 @@ public:
             return false;
         }
         for (int i = 0; i < componentCount; ++i) {
-            parts[m_components[i].get()] = value.part(priv_t2r(i, value.size()));
+            parts[&m_components[i]] = value.part(priv_t2r(i, value.size()));
         }
         return true;
     }
@@ -108,14 +107,23 @@ public:
             return true;
         });
     }
-    bool isChanged() const override { return m_components[0]->isChanged() || m_components[1]->isChanged(); }
+    bool isChanged() const override { return m_components[0].isChanged() || m_components[1].isChanged(); }
     bool isValueDefinedOnLayer(Layer layer) const override {
-        return layer > LAYER_COUNT || m_components[0]->isValueDefinedOnLayer(layer) ||
-               m_components[1]->isValueDefinedOnLayer(layer);
+        return layer > LAYER_COUNT || m_components[0].isValueDefinedOnLayer(layer) ||
+               m_components[1].isValueDefinedOnLayer(layer);
+    }
+    /// Tells the tuple's listeners of a change; a component's change comes here too. Inside a write of
+    /// several components the changes collapse into one at the write's end.
+    void emitChange() override {
+        if (m_inChanges) {
+            m_emitOnChangesEnd = true;
+            return;
+        }
+        Attribute::emitChange();
     }
     void setTransitionParameters(TransitionParameters parameters) override {
         for (auto& component : m_components) {
-            component->setTransitionParameters(parameters);
+            component.setTransitionParameters(parameters);
         }
     }
     /// The two component values, joined by one blank.
@@ -123,8 +131,8 @@ public:
         if (ok) {
             *ok = true;
         }
-        return m_components[0]->asString(nullptr, layer) + QLatin1Char(' ') +
-               m_components[1]->asString(nullptr, layer);
+        return m_components[0].asString(nullptr, layer) + QLatin1Char(' ') +
+               m_components[1].asString(nullptr, layer);
     }
     /// Exactly two numbers separated by white space, written on LAYER_USER; anything else gives false and
     /// writes nothing.
@@ -170,7 +178,7 @@ protected:
         ChangeScope scope(*this);
         bool accepted = true;
         for (int i = 0; i < componentCount; ++i) {
-            accepted = write(*m_components[i], i) && accepted;
+            accepted = write(m_components[i], i) && accepted;
         }
         return accepted;
     }
@@ -184,15 +192,8 @@ private:
         });
     }
 
-    void componentChanged() {
-        if (m_inChanges) {
-            m_emitOnChangesEnd = true;
-            return;
-        }
-        Attribute::emitChange();
-    }
-
-    std::array<std::unique_ptr<Component>, componentCount> m_components;
+    // Inline: a tuple and its components live and die together.
+    std::array<Component, componentCount> m_components;
     bool m_inChanges = false;
     bool m_emitOnChangesEnd = false;
 };

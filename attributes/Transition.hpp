@@ -5,6 +5,8 @@
 #include "platform/basalt/TransitionManager.hpp"
 #include "platform/cobalt/StringUtils.hpp"
 
+#include <QHash>
+
 #include <mutex>
 
 namespace Basalt {
@@ -13,7 +15,7 @@ template <typename T>
 class AttributeBaseT;
 
 /// One animated attribute: where its value stands between `from` and `to`. Held by value in the manager's
-/// vector; the attribute's `m_transition` points at it and is kept true whenever the entry moves.
+/// vector; the manager's table from attribute to entry is kept true whenever the entry moves.
 template <typename T>
 struct TransitionAnimT {
     AttributeBaseT<T>* attribute = nullptr; ///< null once the attribute has left
@@ -77,7 +79,7 @@ public:
 
     /// A new idle entry for `attribute`, at its end: `from` and `to` are the shown value.
     static TransitionAnimT<T>* create(AttributeBaseT<T>* attribute, TransitionParameters const& parameters) {
-        static TransitionManagerT* const manager = instance();
+        TransitionManagerT* const manager = shared();
         TransitionAnimT<T> entry;
         entry.attribute = attribute;
         entry.progress = 1.0f;
@@ -85,7 +87,32 @@ public:
         entry.from = attribute->m_current;
         entry.to = attribute->m_current;
         entry.speed = 1.0f / parameters.duration;
-        return &manager->m_entries.append(std::move(entry));
+        return &manager->m_entries.append(std::move(entry)); // which tracks it
+    }
+
+    /// Makes `entry` the one found for its attribute, wherever the entry now lies.
+    static void track(TransitionAnimT<T>& entry) {
+        if (entry.attribute) {
+            shared()->m_entryOf.insert(entry.attribute, &entry);
+            entry.attribute->m_hasTransition = true;
+        }
+    }
+
+    /// The entry of `attribute`; null when it has none.
+    static TransitionAnimT<T>* entryOf(AttributeBaseT<T> const* attribute) {
+        return shared()->m_entryOf.value(attribute, nullptr);
+    }
+
+    /// Parts `attribute` from its entry, which is dropped on a later update; the attribute is left as it
+    /// is, showing whatever the transition showed last.
+    static void release(AttributeBaseT<T>* attribute) {
+        TransitionManagerT* const manager = shared();
+        auto const found = manager->m_entryOf.find(attribute);
+        if (found != manager->m_entryOf.end()) {
+            found.value()->attribute = nullptr;
+            manager->m_entryOf.erase(found);
+        }
+        attribute->m_hasTransition = false;
     }
 
     void update(float dt) override;
@@ -104,12 +131,19 @@ public:
 private:
     TransitionManagerT() = default;
 
+    static TransitionManagerT* shared() {
+        static TransitionManagerT* const manager = instance();
+        return manager;
+    }
+
     /// Drops dead entries at `index` by moving the last entry into the slot. False when the walk ends.
     bool dropDeadEntries(std::size_t index);
     /// Moves one entry on by `dt`; true with the value to show when it moved.
     static bool advance(TransitionAnimT<T>& entry, float dt, T& value);
 
     Cobalt::ReentrantVector<TransitionAnimT<T>> m_entries;
+    // The entry of each attribute that has one.
+    QHash<AttributeBaseT<T> const*, TransitionAnimT<T>*> m_entryOf;
 };
 
 template <typename T>
@@ -121,7 +155,7 @@ bool TransitionManagerT<T>::dropDeadEntries(std::size_t index) {
             return false;
         }
         m_entries[index] = std::move(m_entries[last]);
-        Cobalt::ReentrantVectorTraits<TransitionAnimT<T>>::relocated(m_entries[index]);
+        track(m_entries[index]);
         m_entries[last].attribute = nullptr; // the moved-out slot must not clear the moved entry's owner
         m_entries.erase(last);
     }
@@ -187,14 +221,10 @@ namespace Cobalt {
 
 template <typename T>
 struct ReentrantVectorTraits<Basalt::TransitionAnimT<T>> {
-    static void relocated(Basalt::TransitionAnimT<T>& entry) {
-        if (entry.attribute) {
-            entry.attribute->m_transition = &entry;
-        }
-    }
+    static void relocated(Basalt::TransitionAnimT<T>& entry) { Basalt::TransitionManagerT<T>::track(entry); }
     static void removed(Basalt::TransitionAnimT<T>& entry) {
         if (entry.attribute) {
-            entry.attribute->m_transition = nullptr;
+            Basalt::TransitionManagerT<T>::release(entry.attribute);
         }
     }
 };

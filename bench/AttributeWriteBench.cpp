@@ -148,9 +148,9 @@ int main(int argc, char** argv) {
     std::printf("  sizeof(AttributeT<float>)         = %zu bytes\n", sizeof(Basalt::AttributeT<float>));
     std::printf("  sizeof(AttributeT<bool>)          = %zu bytes\n", sizeof(Basalt::AttributeT<bool>));
     std::printf("  sizeof(AttributeT<QString>)       = %zu bytes\n", sizeof(Basalt::AttributeT<QString>));
-    std::printf("  sizeof(AttributeLocation2f)       = %zu bytes (+ two AttributeT<float> components)\n",
+    std::printf("  sizeof(AttributeLocation2f)       = %zu bytes (its two float components inside)\n",
                 sizeof(Basalt::AttributeLocation2f));
-    std::printf("  sizeof(AttributeT<SizeT<float>>)  = %zu bytes (+ two AttributeT<float> components)\n",
+    std::printf("  sizeof(AttributeT<SizeT<float>>)  = %zu bytes (its two float components inside)\n",
                 sizeof(Basalt::AttributeT<Fathom::SizeT<float>>));
     benchmark::Shutdown();
     return 0;

@@ -5,11 +5,29 @@
 #include "platform/basalt/StyleValue.hpp"
 #include "platform/basalt/TransitionManager.hpp"
 
+#include <QSet>
+
 namespace Basalt {
 
 Attribute::Attribute() = default;
 
-Attribute::Attribute(Node* host, QByteArray const& name) : m_name(name) {
+// Every instance of a class declares the same keys, so one shared copy of each key serves them all: on a
+// large canvas the keys would otherwise cost more than many of the values. Kept per thread, so that
+// building elements takes no lock; the shared text itself may cross threads. The table only grows by
+// distinct keys, and keys are a fixed vocabulary of the element classes.
+QByteArray Attribute::sharedName(QByteArray const& name) {
+    if (name.isEmpty()) {
+        return name;
+    }
+    thread_local QSet<QByteArray> names;
+    auto found = names.constFind(name);
+    if (found == names.constEnd()) {
+        found = names.insert(name);
+    }
+    return *found;
+}
+
+Attribute::Attribute(Node* host, QByteArray const& name) : m_name(sharedName(name)) {
     if (host) {
         host->addAttribute(this);
     }

@@ -8,6 +8,7 @@
 #include <QList>
 #include <QString>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -63,7 +64,9 @@ public:
 
     /// No host and no name; used for temporaries.
     Attribute();
-    /// With a non-null host, adds itself to the host under `name`; with null it stays detached.
+    /// With a non-null host, adds itself to the host under `name`; with null it stays detached. Names given
+    /// here are shared by all attributes of the same name made on the thread, so they should come from a
+    /// fixed vocabulary (the keys of the classes); elements are named later, with `setName`.
     Attribute(Node* host, QByteArray const& name);
     Attribute(Attribute const&) = delete;
     Attribute& operator=(Attribute const&) = delete;
@@ -125,14 +128,41 @@ public:
     /// Number of listeners registered.
     std::size_t listenerCount() const { return m_listeners ? m_listeners->size() : 0; }
 
-    /// The tuple that owns this component, so that style handling goes to it; null for a plain attribute.
+    /// The tuple that owns this component, so that style handling and changes go to it; null for a plain
+    /// attribute.
     Attribute* ownerShorthand() const { return m_ownerShorthand; }
     void setOwnerShorthand(Attribute* owner) { m_ownerShorthand = owner; }
 
 protected:
-    /// Calls the listeners of these roles. Returns false when a listener destroyed this attribute; the
-    /// caller must then return at once without touching any member.
-    bool notify(int role) { return !m_listeners || m_listeners->call(static_cast<unsigned>(role)); }
+    /// The one copy of `name` that this thread shares among the attributes and events of that name.
+    static QByteArray sharedName(QByteArray const& name);
+
+    /// Calls the listeners of these roles, and then, for a change, the shorthand owner's `emitChange`: a
+    /// change of a component is a change of its tuple, told without a listener of its own. Returns false
+    /// when a listener destroyed this attribute. Either way the caller must return at once without
+    /// touching any member, since the owner's listeners may have destroyed it too.
+    bool notify(int role) {
+        if (m_listeners && !m_listeners->call(static_cast<unsigned>(role))) {
+            return false;
+        }
+        if (m_ownerShorthand && role == ROLE_CHANGE) {
+            m_ownerShorthand->emitChange();
+        }
+        return true;
+    }
+
+    // The layer bookkeeping of the typed attributes, declared first so that it fills the room beside the
+    // serialisable flag, which would otherwise be padding: a canvas holds a great many attributes. Other
+    // attributes leave it alone.
+    bool m_defined[LAYER_COUNT] = {true, false, false, false};
+    /// The stored layer in force; one byte, as the four layers fit.
+    std::int8_t m_currentLayer = LAYER_DEFAULT;
+    /// LAYER_USER is in force, stored and shown, with no transition and nothing a subclass attaches, and the
+    /// last write came through `AttributeBaseT::writeValue` on this object's own class: writing the shown
+    /// value again on LAYER_USER changes nothing. Cleared by everything that could make that untrue.
+    bool m_plainUserState = false;
+    /// A transition runs; its entry is kept by the transition manager of the value type.
+    bool m_hasTransition = false;
 
 private:
     friend class Node;

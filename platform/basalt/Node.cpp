@@ -6,6 +6,7 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <atomic>
 
 namespace Basalt {
@@ -20,8 +21,9 @@ constexpr std::size_t notFound = static_cast<std::size_t>(-1);
 
 struct Node::Events {
     using Listeners = ListenerListT<Cobalt::BinaryData const&>;
-    // Names this node raises. Listeners may subscribe before the declaration, so the two are kept apart.
-    QSet<QByteArray> declared;
+    // Names this node raises, a handful at most: a list is smaller than a set and as fast to search.
+    // Listeners may subscribe before the declaration, so the two are kept apart.
+    std::vector<QByteArray> declared;
     QHash<QByteArray, std::shared_ptr<Listeners>> byName;
 
     std::shared_ptr<Listeners> const& listeners(QByteArray const& name) {
@@ -121,11 +123,22 @@ void Node::readElement(ArchiveElement const&) {}
 void Node::attributeAdded(Attribute*) {}
 void Node::attributeRemoved(Attribute*) {}
 
+// Elements are mostly small and many: they grow in steps of four, which leaves an element of a dozen
+// attributes without the spare room that doubling would give it. Large nodes grow by half.
+void Node::reserveForOneMore() {
+    std::size_t const capacity = m_attributes.capacity();
+    if (m_attributes.size() < capacity) {
+        return;
+    }
+    m_attributes.reserve(capacity < indexThreshold ? capacity + 4 : capacity + capacity / 2);
+}
+
 void Node::addAttribute(Attribute* attribute) {
     if (!attribute || attribute->host() == this) {
         return;
     }
     attribute->removeHost();
+    reserveForOneMore();
     m_attributes.emplace_back(attribute->name(), attribute);
     indexInsert(attribute->name(), attribute);
     attribute->setHostFromNode(this);
@@ -237,11 +250,17 @@ void Node::eventAddOut(QByteArray const& name) {
     if (!m_events) {
         m_events = std::make_unique<Events>();
     }
-    m_events->declared.insert(name);
+    if (!hasEventOut(name)) {
+        m_events->declared.push_back(sharedName(name));
+    }
 }
 
 bool Node::hasEventOut(QByteArray const& name) const {
-    return m_events && m_events->declared.contains(name);
+    if (!m_events) {
+        return false;
+    }
+    auto const& declared = m_events->declared;
+    return std::find(declared.begin(), declared.end(), name) != declared.end();
 }
 
 void Node::eventSend(QByteArray const& name) {

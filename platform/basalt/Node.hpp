@@ -94,6 +94,9 @@ private:
     /// Points the index entry of `name` at the first attribute of that name again.
     void indexRefresh(QByteArray const& name);
 
+    /// Makes room for one more attribute, growing the list by the node's growth rule.
+    void reserveForOneMore();
+
     struct Events;
 
     std::vector<Entry> m_attributes;

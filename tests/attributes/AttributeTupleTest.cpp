@@ -187,6 +187,40 @@ TEST(AttributeTuple, AMessageToTheXComponentAloneRaisesOneChangeOnTheTuple) {
     EXPECT_EQ(changes.seen[0], Vector2T<float>(7.0f, 2.0f));
 }
 
+TEST(AttributeTuple, TheTupleHearsAComponentAfterTheComponentsOwnListeners) {
+    Basalt::Node host;
+    AttributeLocation2f location(&host, "location", Vector2T<float>(1.0f, 2.0f));
+    std::vector<std::string> heard;
+    location.component(0).addListener([&heard] { heard.push_back("component"); }, Attribute::ROLE_CHANGE);
+    location.addListener([&heard] { heard.push_back("tuple"); }, Attribute::ROLE_CHANGE);
+
+    location.component(0) = 5.0f;
+    EXPECT_EQ(heard, (std::vector<std::string>{"component", "tuple"}));
+    EXPECT_EQ(location.component(0).listenerCount(), 1u)
+        << "the tuple is told without a listener of its own on the component";
+}
+
+// The tuple is told last, so that a tuple listener may take the whole element down with the component.
+TEST(AttributeTuple, ATupleListenerMayDestroyTheElementWhileAComponentChanges) {
+    struct Item : Basalt::Node {
+        AttributeLocation2f location{this, "location"};
+    };
+    auto item = std::make_unique<Item>();
+    int changes = 0;
+    item->location.addListener(
+        [&item, &changes] {
+            ++changes;
+            item.reset();
+        },
+        Attribute::ROLE_CHANGE);
+
+    Cobalt::BinaryData message;
+    message.writeFloat32(3.0f);
+    item->eventProcess("location-y", message);
+    EXPECT_EQ(item, nullptr);
+    EXPECT_EQ(changes, 1);
+}
+
 TEST(AttributeTuple, LocationHasNoMessageFormOfItsOwn) {
     Basalt::Node host;
     AttributeLocation2f location(&host, "location", Vector2T<float>(1.0f, 2.0f));

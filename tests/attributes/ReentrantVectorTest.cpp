@@ -192,7 +192,7 @@ TEST(ReentrantVector, EraseFixesShiftedEntriesAndClearsTheErasedOne) {
     }
 }
 
-TEST(ReentrantVector, TransitionEntriesKeepTheirAttributesBackPointerTrue) {
+TEST(ReentrantVector, TransitionEntriesStayFoundFromTheirAttributesWhereverTheyMove) {
     // The vector outlives the attributes: a leaving attribute writes into its entry.
     ReentrantVector<Basalt::TransitionAnimT<float>> vector;
     std::vector<std::unique_ptr<Basalt::AttributeT<float>>> attributes;

@@ -488,3 +488,14 @@ TEST(BaseAttributeListeners, ListenerMayDestroyTheAttributeInANestedEmit) {
     EXPECT_EQ(calls, (Calls{"outer@0", "outer@1", "destroyer@1"}))
         << "neither the inner nor the outer emit may go on after the attribute is gone";
 }
+
+TEST(Attribute, AttributesMadeWithOneNameShareOneCopyOfIt) {
+    Basalt::Node first;
+    Basalt::Node second;
+    Basalt::AttributeT<int> a(&first, QByteArray("shared-key"), 0);
+    Basalt::AttributeT<int> b(&second, QByteArray("shared-key"), 0);
+    EXPECT_EQ(a.name().constData(), b.name().constData())
+        << "every instance of a class declares the same keys; one copy must serve them all";
+    EXPECT_EQ(first.attribute("shared-key"), &a);
+    EXPECT_EQ(second.attribute("shared-key"), &b);
+}
