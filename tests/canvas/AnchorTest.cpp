@@ -1,6 +1,7 @@
 #include "canvas/Anchor.hpp"
 
 #include "platform/basalt/Archive.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -14,32 +15,12 @@ using Basalt::Attribute;
 
 TEST(Anchor, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
     Datamodel::Anchor anchor;
-    struct Row {
-        QByteArray key;
-        QByteArray type;
-        QString defaultText;
-        Attribute::Layer layer;
-    };
-    Row const rows[] = {
+    std::vector<TestSupport::MemberRow> const rows = {
         {"anchor-name", "string", "", Attribute::LAYER_DEFAULT},
         {"anchor-id", "long", "0", Attribute::LAYER_USER},
     };
-    Attribute const* const declared[] = {&anchor.anchorName, &anchor.anchorId};
-    auto const& entries = anchor.attributes();
-    ASSERT_GE(entries.size(), std::size(rows));
-    std::size_t const first = entries.size() - std::size(rows);
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        Row const& row = rows[i];
-        Attribute const& attribute = *declared[i];
-        EXPECT_EQ(entries[first + i].second, &attribute) << "the anchor's own attributes come last, in order";
-        EXPECT_EQ(attribute.name(), row.key);
-        EXPECT_EQ(attribute.type(), row.type) << row.key.constData();
-        EXPECT_EQ(attribute.asString(nullptr, Attribute::LAYER_DEFAULT).toStdString(),
-                  row.defaultText.toStdString())
-            << row.key.constData();
-        EXPECT_EQ(attribute.isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key.constData() << " has its constructor value on the wrong layer";
-    }
+    std::vector<Attribute const*> const declared = {&anchor.anchorName, &anchor.anchorId};
+    TestSupport::expectOwnAttributes(TestSupport::lastAttributes(anchor, rows.size()), declared, rows);
     EXPECT_EQ(anchor.flags().bits(), 0u);
 }
 

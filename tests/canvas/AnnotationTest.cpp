@@ -1,6 +1,7 @@
 #include "canvas/Annotation.hpp"
 
 #include "platform/basalt/Archive.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -30,36 +31,15 @@ void record(Basalt::AttributeContainerBase& container, std::vector<AttributeEven
 
 TEST(Annotation, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
     Datamodel::Annotation annotation;
-    struct Row {
-        QByteArray key;
-        QByteArray type;
-        QString defaultText;
-        Attribute::Layer layer;
-    };
-    Row const rows[] = {
+    std::vector<TestSupport::MemberRow> const rows = {
         {"annotation-page", "int", "-1", Attribute::LAYER_DEFAULT},
         {"line-width", "float", "1", Attribute::LAYER_DEFAULT},
         {"line-color", "color", "rgba_pma(255, 255, 255, 1)", Attribute::LAYER_DEFAULT},
         {"points", "vector:Sienna::BezierNode", "", Attribute::LAYER_DEFAULT},
     };
-    Attribute const* const declared[] = {&annotation.annotationPage, &annotation.lineWidth,
-                                         &annotation.lineColor, &annotation.points};
-    auto const& entries = annotation.attributes();
-    ASSERT_GE(entries.size(), std::size(rows));
-    std::size_t const first = entries.size() - std::size(rows);
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        Row const& row = rows[i];
-        Attribute const& attribute = *declared[i];
-        EXPECT_EQ(entries[first + i].second, &attribute)
-            << "the annotation's own attributes come last, in order";
-        EXPECT_EQ(attribute.name(), row.key);
-        EXPECT_EQ(attribute.type(), row.type) << row.key.constData();
-        EXPECT_EQ(attribute.asString(nullptr, Attribute::LAYER_DEFAULT).toStdString(),
-                  row.defaultText.toStdString())
-            << row.key.constData();
-        EXPECT_EQ(attribute.isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key.constData();
-    }
+    std::vector<Attribute const*> const declared = {&annotation.annotationPage, &annotation.lineWidth,
+                                                    &annotation.lineColor, &annotation.points};
+    TestSupport::expectOwnAttributes(TestSupport::lastAttributes(annotation, rows.size()), declared, rows);
     EXPECT_EQ(annotation.flags().bits(), 1u);
     EXPECT_EQ(annotation.attribute("size"), nullptr) << "a stroke has no size of its own";
 }

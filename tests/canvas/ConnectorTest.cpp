@@ -1,4 +1,5 @@
 #include "canvas/Connector.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -14,15 +15,9 @@ using Datamodel::Connector;
 
 TEST(Connector, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
     Connector connector;
-    struct Row {
-        QByteArray key;
-        QByteArray type;
-        QString defaultText;
-        Attribute::Layer layer;
-    };
     QByteArray const typeEnum = "enum:Datamodel::Connector::ConnectorType";
     QByteArray const tipEnum = "enum:Datamodel::Connector::LineTip";
-    Row const rows[] = {
+    std::vector<TestSupport::MemberRow> const rows = {
         {"connector-type", typeEnum, "curve", Attribute::LAYER_DEFAULT},
         {"src", "string", "", Attribute::LAYER_DEFAULT},
         {"src-rel-location", "location2:float", "0 0", Attribute::LAYER_DEFAULT},
@@ -35,11 +30,10 @@ TEST(Connector, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
         {"line-color", "color", "rgba_pma(255, 255, 255, 1)", Attribute::LAYER_DEFAULT},
         {"line-width", "float", "3", Attribute::LAYER_DEFAULT},
     };
-    Attribute const* const declared[] = {
+    std::vector<Attribute const*> const declared = {
         &connector.connectorType, &connector.src,       &connector.srcRelLocation, &connector.srcAutoLocation,
         &connector.srcTip,        &connector.dst,       &connector.dstRelLocation, &connector.dstAutoLocation,
         &connector.dstTip,        &connector.lineColor, &connector.lineWidth};
-    ASSERT_EQ(std::size(rows), std::size(declared));
     // The element's own list, without the components of the two locations.
     std::vector<Attribute const*> listed;
     for (auto const& entry : connector.attributes()) {
@@ -47,19 +41,7 @@ TEST(Connector, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
             listed.push_back(entry.second);
         }
     }
-    ASSERT_EQ(listed.size(), std::size(rows)) << "a connector has no attributes but its own";
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        Row const& row = rows[i];
-        Attribute const& attribute = *declared[i];
-        EXPECT_EQ(listed[i], &attribute) << "declaration " << i;
-        EXPECT_EQ(attribute.name(), row.key);
-        EXPECT_EQ(attribute.type(), row.type) << row.key.constData();
-        EXPECT_EQ(attribute.asString(nullptr, Attribute::LAYER_DEFAULT).toStdString(),
-                  row.defaultText.toStdString())
-            << row.key.constData();
-        EXPECT_EQ(attribute.isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key.constData();
-    }
+    TestSupport::expectOwnAttributes(listed, declared, rows);
     EXPECT_EQ(connector.flags().bits(), 3u);
     EXPECT_EQ(connector.uiTitle(), QStringLiteral("Connector"));
 }

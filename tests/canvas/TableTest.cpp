@@ -1,4 +1,5 @@
 #include "canvas/Table.hpp"
+#include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
 
@@ -76,40 +77,21 @@ void expectShares(std::vector<float> const& actual, std::vector<float> const& ex
 
 TEST(Table, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
     Table table(Fathom::SizeT<int>(1, 1));
-    struct Row {
-        QByteArray key;
-        QByteArray type;
-        QString defaultText;
-        Attribute::Layer layer;
-    };
-    Row const rows[] = {
+    std::vector<TestSupport::MemberRow> const rows = {
         {"grid-size", "size2:int", "1 1", Attribute::LAYER_USER},
         {"column-widths", "vector:float", "", Attribute::LAYER_DEFAULT},
         {"row-heights", "vector:float", "", Attribute::LAYER_DEFAULT},
         {"title", "string", "", Attribute::LAYER_DEFAULT},
     };
-    Attribute const* const declared[] = {&table.gridSize, &table.columnWidths, &table.rowHeights,
-                                         &table.title};
+    std::vector<Attribute const*> const declared = {&table.gridSize, &table.columnWidths, &table.rowHeights,
+                                                    &table.title};
     // The table's own attributes follow the item's, the grid size with its two components.
-    auto const& entries = table.attributes();
-    ASSERT_GE(entries.size(), 6u);
-    std::size_t const first = entries.size() - 6;
-    Attribute const* const listed[] = {entries[first].second, entries[first + 3].second,
-                                       entries[first + 4].second, entries[first + 5].second};
-    EXPECT_EQ(entries[first + 1].first, QByteArray("grid-width"));
-    EXPECT_EQ(entries[first + 2].first, QByteArray("grid-height"));
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        Row const& row = rows[i];
-        Attribute const& attribute = *declared[i];
-        EXPECT_EQ(listed[i], &attribute) << "declaration " << i;
-        EXPECT_EQ(attribute.name(), row.key);
-        EXPECT_EQ(attribute.type(), row.type) << row.key.constData();
-        EXPECT_EQ(attribute.asString(nullptr, Attribute::LAYER_DEFAULT).toStdString(),
-                  row.defaultText.toStdString())
-            << row.key.constData();
-        EXPECT_EQ(attribute.isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER)
-            << row.key.constData();
-    }
+    std::vector<Attribute const*> last = TestSupport::lastAttributes(table, 6);
+    ASSERT_EQ(last.size(), 6u);
+    EXPECT_EQ(last[1]->name(), QByteArray("grid-width"));
+    EXPECT_EQ(last[2]->name(), QByteArray("grid-height"));
+    last.erase(last.begin() + 1, last.begin() + 3);
+    TestSupport::expectOwnAttributes(last, declared, rows);
     EXPECT_EQ(table.flags().bits(), 0u);
     EXPECT_EQ(table.uiTitle(), QStringLiteral("Table"));
     EXPECT_TRUE(table.size.isValueDefinedOnLayer(Attribute::LAYER_USER));
@@ -117,29 +99,10 @@ TEST(Table, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
 
 TEST(TableCell, AttributesAreDeclaredInOrderWithTheirTypesDefaultsAndLayers) {
     TableCell cell;
-    struct Row {
-        QByteArray key;
-        QByteArray type;
-        QString defaultText;
-        Attribute::Layer layer;
-    };
-    Row const rows[] = {
+    std::vector<TestSupport::MemberRow> const rows = {
         {"cell-index", "vector2:int", "-1 -1", Attribute::LAYER_DEFAULT},
     };
-    Attribute const* const declared[] = {&cell.cellIndex};
-    auto const& entries = cell.attributes();
-    ASSERT_GE(entries.size(), std::size(rows));
-    std::size_t const first = entries.size() - std::size(rows);
-    for (std::size_t i = 0; i < std::size(rows); ++i) {
-        Row const& row = rows[i];
-        Attribute const& attribute = *declared[i];
-        EXPECT_EQ(entries[first + i].second, &attribute);
-        EXPECT_EQ(attribute.name(), row.key);
-        EXPECT_EQ(attribute.type(), row.type);
-        EXPECT_EQ(attribute.asString(nullptr, Attribute::LAYER_DEFAULT).toStdString(),
-                  row.defaultText.toStdString());
-        EXPECT_EQ(attribute.isValueDefinedOnLayer(Attribute::LAYER_USER), row.layer == Attribute::LAYER_USER);
-    }
+    TestSupport::expectOwnAttributes(TestSupport::lastAttributes(cell, rows.size()), {&cell.cellIndex}, rows);
     EXPECT_FLOAT_EQ(cell.depth.value(), 0.01f);
     EXPECT_TRUE(cell.depth.isValueDefinedOnLayer(Attribute::LAYER_USER))
         << "a cell sits just above its table";
