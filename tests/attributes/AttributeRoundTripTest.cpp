@@ -3,6 +3,7 @@
 #include "platform/basalt/Node.hpp"
 #include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/CountingListener.hpp"
 
 #include <gtest/gtest.h>
@@ -148,20 +149,6 @@ private:
     QString m_refusedTag;
 };
 
-/// Captures every message logged while it lives.
-class TraceCapture {
-public:
-    TraceCapture()
-        : m_previous(Cobalt::Trace::setSink(
-              [this](Cobalt::Trace::Level, char const* message) { m_messages.emplace_back(message); })) {}
-    ~TraceCapture() { Cobalt::Trace::setSink(m_previous); }
-    std::vector<std::string> const& messages() const { return m_messages; }
-
-private:
-    std::vector<std::string> m_messages;
-    Cobalt::Trace::Sink m_previous;
-};
-
 } // namespace
 
 // ============================================================ each value type
@@ -240,14 +227,14 @@ TEST(AttributeRoundTrip, UnreadableMessagesAreDroppedSilentlyAndTheValueKept) {
             std::unique_ptr<Attribute> const attribute = row.make(&host, "key");
             std::unique_ptr<Attribute> const untouched = row.make(nullptr, "key");
             CountingListener changes(*attribute);
-            TraceCapture trace;
+            TestSupport::CapturedLog trace;
 
             attribute->eventProcess(QByteArray(), message);
 
             EXPECT_TRUE(row.sameShown(*attribute, *untouched));
             EXPECT_FALSE(attribute->isValueDefinedOnLayer(Attribute::LAYER_USER));
             EXPECT_EQ(changes.count(), 0);
-            EXPECT_TRUE(trace.messages().empty()) << "a dropped message must not be logged";
+            EXPECT_TRUE(trace.entries().empty()) << "a dropped message must not be logged";
             EXPECT_EQ(message.position(), 0) << "a failed read consumes nothing";
         }
     }

@@ -6,6 +6,7 @@
 #include "platform/basalt/TransitionManager.hpp"
 #include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "tests/support/CapturedLog.hpp"
 
 #include <gtest/gtest.h>
 
@@ -34,24 +35,6 @@ struct TupleChanges {
     }
     std::size_t count() const { return seen.size(); }
     std::vector<decltype(std::declval<Tuple&>().value())> seen;
-};
-
-/// Takes over the log for the length of a test and gives the previous sink back.
-class CapturedLog {
-public:
-    CapturedLog() {
-        m_previous = Cobalt::Trace::setSink([this](Cobalt::Trace::Level level, char const* message) {
-            entries.emplace_back(level, message);
-        });
-    }
-    ~CapturedLog() { Cobalt::Trace::setSink(m_previous); }
-    CapturedLog(CapturedLog const&) = delete;
-    CapturedLog& operator=(CapturedLog const&) = delete;
-
-    std::vector<std::pair<Cobalt::Trace::Level, std::string>> entries;
-
-private:
-    Cobalt::Trace::Sink m_previous;
 };
 
 Basalt::ArchiveElement elementWithText(Basalt::Archive& archive, QString const& text) {
@@ -225,14 +208,14 @@ TEST(AttributeTuple, LocationHasNoMessageFormOfItsOwn) {
     Basalt::Node host;
     AttributeLocation2f location(&host, "location", Vector2T<float>(1.0f, 2.0f));
     TupleChanges<AttributeLocation2f> changes(location);
-    CapturedLog log;
+    TestSupport::CapturedLog log;
 
     Cobalt::BinaryData message;
     message.writeVector2Float32(Vector2T<float>(5.0f, 6.0f));
     host.eventProcess("location", message);
     EXPECT_EQ(location.value(), Vector2T<float>(1.0f, 2.0f));
     EXPECT_EQ(changes.count(), 0u);
-    EXPECT_TRUE(log.entries.empty()) << "only the size logs a message it can't read";
+    EXPECT_TRUE(log.entries().empty()) << "only the size logs a message it can't read";
 }
 
 TEST(AttributeTuple, DeserializeOfASizeWithOtherThanTwoNumbersIsRefusedAndWritesNothing) {
@@ -346,11 +329,12 @@ TEST(AttributeTuple, ASizeLogsAWarningForAMessageItCannotRead) {
         size->addListener([&changes] { ++changes; }, Attribute::ROLE_CHANGE);
         Cobalt::BinaryData message;
         row.write(message);
-        CapturedLog log;
+        TestSupport::CapturedLog log;
         size->eventProcess(QByteArray(), message);
-        ASSERT_EQ(log.entries.size(), 1u) << row.label;
-        EXPECT_EQ(log.entries[0].first, Cobalt::Trace::LEVEL_WARNING) << row.label;
-        EXPECT_EQ(log.entries[0].second, "AttributeSizeT::eventProcess # Failed to parse data") << row.label;
+        ASSERT_EQ(log.entries().size(), 1u) << row.label;
+        EXPECT_EQ(log.entries()[0].first, Cobalt::Trace::LEVEL_WARNING) << row.label;
+        EXPECT_EQ(log.entries()[0].second, "AttributeSizeT::eventProcess # Failed to parse data")
+            << row.label;
         EXPECT_EQ(size->asString(), before) << row.label << ": the message is dropped";
         EXPECT_EQ(changes, 0) << row.label;
     }

@@ -4,6 +4,7 @@
 #include "platform/basalt/Archive.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/TestExecutors.hpp"
 
 #include <gtest/gtest.h>
@@ -209,19 +210,14 @@ TEST(Note, AClientOnAServerAt320OrLaterAddsTheTextColorAttributesLast) {
 }
 
 TEST(Note, InitializingWithoutAServerLinkLogsAndLeavesTheNoteAsItIs) {
-    std::vector<std::string> errors;
-    auto const previous = Cobalt::Trace::setSink([&](Cobalt::Trace::Level level, char const* message) {
-        if (level == Cobalt::Trace::LEVEL_ERROR) {
-            errors.emplace_back(message);
-        }
-    });
+    TestSupport::CapturedLog log;
     TestSupport::ManualExecutor executor;
     auto* note = new Datamodel::Note();
     auto document = Tessel::DocumentConnection::create(std::unique_ptr<Tessel::Element>(note), nullptr,
                                                        &executor, nullptr);
     document->initializeElements();
-    Cobalt::Trace::setSink(previous);
 
+    std::vector<std::string> const errors = log.messagesUpTo(Cobalt::Trace::LEVEL_ERROR);
     ASSERT_EQ(errors.size(), 1u);
     EXPECT_EQ(errors[0], "Note::initialize # No connection to determine version");
     EXPECT_EQ(note->attribute("text-color"), nullptr);

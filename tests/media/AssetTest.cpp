@@ -5,6 +5,7 @@
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "tests/media/AttributeTable.hpp"
+#include "tests/support/CapturedLog.hpp"
 #include "tests/support/TestExecutors.hpp"
 
 #include <gtest/gtest.h>
@@ -32,21 +33,6 @@ public:
     TestSupport::ManualExecutor main;
     TestSupport::ManualExecutor idle;
     std::shared_ptr<Tessel::DocumentConnection> document;
-};
-
-/// Collects what is logged while it lives.
-class LogCapture {
-public:
-    LogCapture() {
-        m_previous = Cobalt::Trace::setSink([this](Cobalt::Trace::Level level, char const* message) {
-            messages.emplace_back(level, message);
-        });
-    }
-    ~LogCapture() { Cobalt::Trace::setSink(m_previous); }
-    std::vector<std::pair<Cobalt::Trace::Level, std::string>> messages;
-
-private:
-    Cobalt::Trace::Sink m_previous;
 };
 
 bool isAttached(Tessel::Element const& element, char const* key) {
@@ -172,20 +158,20 @@ TEST(Asset, InitializeWithoutAServerLinkLogsAndAttachesNothing) {
     auto document = Tessel::DocumentConnection::create(nullptr, nullptr, &main, nullptr);
     Datamodel::Asset asset;
     std::size_t const before = asset.attributes().size();
-    LogCapture log;
+    TestSupport::CapturedLog log;
     asset.initialize(*document);
     EXPECT_EQ(asset.attributes().size(), before);
-    ASSERT_EQ(log.messages.size(), 1u);
-    EXPECT_EQ(log.messages[0].first, Cobalt::Trace::LEVEL_ERROR);
-    EXPECT_EQ(log.messages[0].second, "Asset::initialize # No connection to determine version");
+    ASSERT_EQ(log.entries().size(), 1u);
+    EXPECT_EQ(log.entries()[0].first, Cobalt::Trace::LEVEL_ERROR);
+    EXPECT_EQ(log.entries()[0].second, "Asset::initialize # No connection to determine version");
 }
 
 TEST(Asset, InitializeWithAServerLinkLogsNothing) {
     ServerAt server("26.07.5");
     Datamodel::Asset asset;
-    LogCapture log;
+    TestSupport::CapturedLog log;
     asset.initialize(*server.document);
-    EXPECT_TRUE(log.messages.empty());
+    EXPECT_TRUE(log.entries().empty());
 }
 
 TEST(Asset, AnAttachedPoseAttributeIsFoundAndWritableThroughTheNode) {

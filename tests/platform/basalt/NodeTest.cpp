@@ -4,6 +4,7 @@
 #include "platform/basalt/Archive.hpp"
 #include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "tests/support/CapturedLog.hpp"
 
 #include <QStringList>
 #include <gtest/gtest.h>
@@ -561,25 +562,10 @@ namespace {
 // Captures warnings for the length of a test.
 class NodeEvents : public ::testing::Test {
 protected:
-    void SetUp() override {
-        m_previous = Cobalt::Trace::setSink([this](Cobalt::Trace::Level level, char const* message) {
-            if (level <= Cobalt::Trace::LEVEL_WARNING) {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_warnings.push_back(message);
-            }
-        });
-    }
-    void TearDown() override { Cobalt::Trace::setSink(std::move(m_previous)); }
-
-    std::vector<std::string> warnings() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_warnings;
-    }
+    std::vector<std::string> warnings() const { return m_log.messagesUpTo(Cobalt::Trace::LEVEL_WARNING); }
 
 private:
-    Cobalt::Trace::Sink m_previous;
-    std::mutex m_mutex;
-    std::vector<std::string> m_warnings;
+    TestSupport::CapturedLog m_log;
 };
 
 } // namespace

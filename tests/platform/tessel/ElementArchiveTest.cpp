@@ -4,6 +4,7 @@
 #include "platform/basalt/Archive.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/ElementFactory.hpp"
+#include "tests/support/CapturedLog.hpp"
 
 #include <gtest/gtest.h>
 
@@ -159,25 +160,10 @@ void expectSameTree(Element const& expected, Element const& actual, std::string 
 // Collects warnings for the length of a test.
 class ElementArchiveWarnings : public ::testing::Test {
 protected:
-    void SetUp() override {
-        m_previous = Cobalt::Trace::setSink([this](Cobalt::Trace::Level level, char const* message) {
-            if (level <= Cobalt::Trace::LEVEL_WARNING) {
-                std::lock_guard<std::mutex> lock(m_mutex);
-                m_warnings.push_back(message);
-            }
-        });
-    }
-    void TearDown() override { Cobalt::Trace::setSink(std::move(m_previous)); }
-
-    std::vector<std::string> warnings() {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        return m_warnings;
-    }
+    std::vector<std::string> warnings() const { return m_log.messagesUpTo(Cobalt::Trace::LEVEL_WARNING); }
 
 private:
-    Cobalt::Trace::Sink m_previous;
-    std::mutex m_mutex;
-    std::vector<std::string> m_warnings;
+    TestSupport::CapturedLog m_log;
 };
 
 // An archive that hands out no element of the refused tags.
