@@ -2,6 +2,7 @@
 
 #include "framework/CanvasItem.hpp"
 
+#include "tests/support/CardElement.hpp"
 #include "tests/support/DeclaredAttributes.hpp"
 
 #include <gtest/gtest.h>
@@ -14,22 +15,8 @@ using Basalt::Attribute;
 using Datamodel::Folder;
 using Datamodel::FolderItem;
 
-// A titled item standing in for whatever sits in a folder.
-class Card : public Datamodel::CanvasItem {
-public:
-    Card() : title(this, "title", QString()) {}
-    bool copyValues(Datamodel::CanvasElement const& source) override {
-        auto const* other = dynamic_cast<Card const*>(&source);
-        if (!other) {
-            return false;
-        }
-        bool const copied = CanvasItem::copyValues(source);
-        Datamodel::copyAttributeIfDefinedOnUserLayer(title, other->title);
-        return copied;
-    }
-    Basalt::AttributeT<QString> title;
-};
-class Unknown : public Datamodel::CanvasItem {};
+using TestSupport::Card;
+using TestSupport::Unknown;
 
 std::shared_ptr<Tessel::ElementFactory> cardFactory() {
     auto factory = std::make_shared<Tessel::ElementFactory>();

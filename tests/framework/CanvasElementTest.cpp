@@ -1,6 +1,7 @@
 #include "framework/CanvasItem.hpp"
 
 #include "attributes/AttributeString.hpp"
+#include "tests/support/CardElement.hpp"
 
 #include <gtest/gtest.h>
 
@@ -12,25 +13,10 @@ namespace {
 
 using Basalt::Attribute;
 
-// A titled item with a child list, standing in for the real classes.
-class Card : public Datamodel::CanvasItem {
-public:
-    Card() : title(this, "title", QString()) {}
-    bool copyValues(Datamodel::CanvasElement const& source) override {
-        auto const* other = dynamic_cast<Card const*>(&source);
-        if (!other) {
-            return false;
-        }
-        bool const copied = CanvasItem::copyValues(source);
-        Datamodel::copyAttributeIfDefinedOnUserLayer(title, other->title);
-        return copied;
-    }
-    QString uiTitleDefault() const override { return QStringLiteral("Card"); }
-    Basalt::AttributeT<QString> title;
-};
+using TestSupport::Card;
+using TestSupport::Unknown;
 
 class Mark : public Datamodel::CanvasLocation {};
-class Unknown : public Datamodel::CanvasItem {};
 
 std::shared_ptr<Tessel::ElementFactory> cardFactory() {
     auto factory = std::make_shared<Tessel::ElementFactory>();
