@@ -205,6 +205,28 @@ public:
         container->setValues(std::move(values));
         return true;
     }
+    bool applyElementEvent(Attribute& attribute, AttributeEvent::Type event, std::size_t index,
+                           QByteArray const& bytes) const override {
+        auto* container = dynamic_cast<AttributeVectorContainer<T>*>(&attribute);
+        T value{};
+        if (!container) {
+            return false;
+        }
+        if (event == AttributeEvent::ELEMENT_REMOVED) {
+            return container->removeAt(index);
+        }
+        if (!decodeOne(bytes, value)) {
+            return false;
+        }
+        if (event == AttributeEvent::ELEMENT_INSERTED) {
+            if (index > container->size()) {
+                return false;
+            }
+            container->insert(index, value);
+            return true;
+        }
+        return event == AttributeEvent::ELEMENT_CHANGED && container->replace(index, value);
+    }
 };
 
 /// Registers the attribute class A, made detached by `make`, under its own `type()` name.

@@ -27,7 +27,8 @@ public:
     AttributeEventListenerList& events() { return m_events; }
 
 protected:
-    void send(AttributeEvent::Type type, unsigned long key) { m_events.send(type, key); }
+    /// Tells the owners, then the host's change observer.
+    void send(AttributeEvent::Type type, unsigned long key);
 
 private:
     AttributeEventListenerList m_events;

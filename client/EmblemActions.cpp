@@ -1,6 +1,11 @@
 #include "client/EmblemActions.hpp"
 
 #include "framework/ElementFactoryOnce.hpp"
+#include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/NodeTransaction.hpp"
+
+#include <stdexcept>
 
 namespace Datamodel {
 
@@ -53,6 +58,32 @@ EmblemAction* EmblemActionMap::findEmblemAction(QString const& scheme, QByteArra
         }
     }
     return nullptr;
+}
+
+folly::Future<folly::Unit> EmblemActionMap::setEmblemAction(QString const& scheme, QByteArray const& target,
+                                                            unsigned long code) {
+    Cobalt::Trace::debug("EmblemActionMap::setEmblemAction # %s:%s %lld", qPrintable(scheme),
+                         target.constData(), static_cast<long long>(code));
+    EmblemAction* const withCode = findEmblemActionByCode(code);
+    EmblemAction* const withTarget = findEmblemAction(scheme, target);
+    auto action = std::make_unique<EmblemAction>();
+    action->initName();
+    action->scheme = scheme;
+    action->target = QString::fromLatin1(target);
+    action->code = static_cast<long>(code);
+    std::shared_ptr<Tessel::DocumentConnection> const document = documentConnection();
+    if (!document) {
+        return folly::makeFuture<folly::Unit>(std::runtime_error("Connection lost"));
+    }
+    Tessel::NodeTransaction transaction(*document);
+    if (withCode) {
+        transaction.deleteNode(*withCode);
+    }
+    if (withTarget && withTarget != withCode) {
+        transaction.deleteNode(*withTarget);
+    }
+    transaction.addNode(*action.release(), *this);
+    return transaction.commit();
 }
 
 QByteArray EmblemActionMap::documentType() {

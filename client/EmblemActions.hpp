@@ -6,6 +6,8 @@
 #include "platform/tessel/Element.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 
+#include "folly/futures/Future.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -51,6 +53,13 @@ public:
     /// The first child action with this "scheme" and whose "target" is `target` read as Latin-1 (a null
     /// array as a null string); null if none. Owned by the map.
     EmblemAction* findEmblemAction(QString const& scheme, QByteArray const& target) const;
+
+    /// Makes `code` stand for `target` of `scheme`: in one transaction, deletes the action that has the code
+    /// and the one that has the scheme and target (once, when they are the same), and adds a new action. The
+    /// future completes when the server applied it; it fails with "Connection lost" when the map is in no
+    /// live document, and with the transaction's failure otherwise. Call on the document's thread.
+    folly::Future<folly::Unit> setEmblemAction(QString const& scheme, QByteArray const& target,
+                                               unsigned long code);
 
     /// An action came, changed or went; which of the three it was isn't told, so a listener reads the map
     /// again. The action may be detached already, but is alive while the event runs.

@@ -1,6 +1,7 @@
 #include "platform/basalt/Attribute.hpp"
 
 #include "platform/basalt/Archive.hpp"
+#include "platform/basalt/ChangeObserver.hpp"
 #include "platform/basalt/Node.hpp"
 #include "platform/basalt/StyleValue.hpp"
 #include "platform/basalt/TransitionManager.hpp"
@@ -8,6 +9,8 @@
 #include <QSet>
 
 namespace Basalt {
+
+ChangeObserver::~ChangeObserver() = default;
 
 Attribute::Attribute() = default;
 
@@ -107,6 +110,12 @@ Attribute* Attribute::attribute(QByteArray const&) const {
 }
 void Attribute::setAsDefaults() {}
 void Attribute::setTransitionParameters(TransitionParameters) {}
+void Attribute::reportChangeToHost() {
+    if (ChangeObserver* const observer = m_host->changeObserver()) {
+        observer->attributeChanged(*this);
+    }
+}
+
 void Attribute::emitChange() {
     notify(ROLE_CHANGE);
 }

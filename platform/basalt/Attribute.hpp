@@ -137,19 +137,26 @@ protected:
     /// The one copy of `name` that this thread shares among the attributes and events of that name.
     static QByteArray sharedName(QByteArray const& name);
 
-    /// Calls the listeners of these roles, and then, for a change, the shorthand owner's `emitChange`: a
-    /// change of a component is a change of its tuple, told without a listener of its own. Returns false
+    /// Calls the listeners of these roles, and then, for a change, the shorthand owner's `emitChange` (a
+    /// change of a component is a change of its tuple, told without a listener of its own) or else the
+    /// host's change observer. Returns false
     /// when a listener destroyed this attribute. Either way the caller must return at once without
     /// touching any member, since the owner's listeners may have destroyed it too.
     bool notify(int role) {
         if (m_listeners && !m_listeners->call(static_cast<unsigned>(role))) {
             return false;
         }
-        if (m_ownerShorthand && role == ROLE_CHANGE) {
-            m_ownerShorthand->emitChange();
+        if (role == ROLE_CHANGE) {
+            if (m_ownerShorthand) {
+                m_ownerShorthand->emitChange();
+            } else if (m_host) {
+                reportChangeToHost();
+            }
         }
         return true;
     }
+    /// Tells the host's change observer, if it has one, that this attribute changed.
+    void reportChangeToHost();
 
     // The layer bookkeeping of the typed attributes, declared first so that it fills the room beside the
     // serialisable flag, which would otherwise be padding: a canvas holds a great many attributes. Other

@@ -10,6 +10,8 @@
 
 namespace Basalt {
 
+class ChangeObserver;
+
 /// An attribute that holds attributes: the tree of a document. It keeps its attributes in order of
 /// addition as pairs of name and pointer; elements are nodes, so the element tree is the attribute tree.
 ///
@@ -76,6 +78,10 @@ public:
     /// Removes every event listener of `owner`.
     void eventRemoveListeners(Node* owner);
 
+    /// Who hears the changes of this node's own attributes; null (the default) for nobody. Not owned.
+    ChangeObserver* changeObserver() const { return m_changeObserver; }
+    void setChangeObserver(ChangeObserver* observer) { m_changeObserver = observer; }
+
     /// A new 64-bit identifier, unique in this process. Safe from any thread.
     static long generateId();
     /// A shared pointer to this node sharing ownership with whoever holds it; null when no shared
@@ -103,6 +109,7 @@ private:
     // A name index, built once a node has many attributes; small nodes scan.
     std::unique_ptr<QHash<QByteArray, Attribute*>> m_index;
     std::unique_ptr<Events> m_events;
+    ChangeObserver* m_changeObserver = nullptr;
 };
 
 } // namespace Basalt

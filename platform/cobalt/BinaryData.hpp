@@ -57,6 +57,8 @@ public:
     void writeBool(bool value);
     /// Opaque bytes, with a 32-bit length.
     void writeBytes(QByteArray const& value);
+    /// Appends the values of another message after this one's.
+    void append(BinaryData const& other) { m_bytes.append(other.m_bytes); }
 
     float readFloat32(bool* ok = nullptr);
     double readFloat64(bool* ok = nullptr);

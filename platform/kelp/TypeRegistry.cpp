@@ -6,6 +6,11 @@ namespace Kelp {
 
 AttributeSerializer::~AttributeSerializer() = default;
 
+bool AttributeSerializer::applyElementEvent(Basalt::Attribute&, Basalt::AttributeEvent::Type, std::size_t,
+                                            QByteArray const&) const {
+    return false;
+}
+
 void TypeRegistry::registerType(TypeInfo info) {
     QByteArray const name = info.name;
     m_types.insert(name, std::move(info));

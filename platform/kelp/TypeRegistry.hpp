@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/basalt/AttributeEventListenerList.hpp"
+
 #include <QByteArray>
 #include <QHash>
 #include <QList>
@@ -47,6 +49,11 @@ public:
     /// Writes the value in `bytes` on the attribute's user layer. False, leaving the attribute as it was,
     /// when the bytes don't hold exactly one value of the type or the attribute is of another type.
     virtual bool deserialize(QByteArray const& bytes, Basalt::Attribute& attribute) const = 0;
+    /// For a vector type: inserts, removes or replaces the value at `index` as `event` says, with `bytes`
+    /// holding one value (nothing for a removal), so that the container tells its owners that event. False,
+    /// changing nothing, on a bad index or size, and for every type that holds one value (the base).
+    virtual bool applyElementEvent(Basalt::Attribute& attribute, Basalt::AttributeEvent::Type event,
+                                   std::size_t index, QByteArray const& bytes) const;
 };
 
 /// Knows every attribute type by its `type()` name: its type code, the size of one encoded value and its

@@ -1,19 +1,38 @@
 #pragma once
 
+#include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/TimeStamp.hpp"
 #include "platform/cobalt/VersionString.hpp"
+#include "platform/tessel/WireFormat.hpp"
 
 #include "folly/Executor.h"
+#include "folly/futures/Future.h"
 
-#include <atomic>
+#include <QByteArray>
+#include <QString>
+
 #include <cstdint>
+#include <map>
+#include <memory>
+
+namespace Kelp {
+class TypeRegistry;
+}
 
 namespace Tessel {
+
+class DocumentConnection;
+class ElementFactory;
+class MessageLink;
 
 /// A client's link to one server, with what the server announced when the client joined: its version, the
 /// user this client acts for and the identifier of this connection. Server time is the local clock
 /// corrected by the offset the server reported.
-class ClientToServerConnection {
+///
+/// A live connection (`connect`) opens documents and carries their changes; one built from an announcement
+/// alone links to nothing, for documents that live apart from a server. Used on the client's thread (the
+/// executor given to `connect`).
+class ClientToServerConnection : public std::enable_shared_from_this<ClientToServerConnection> {
 public:
     /// What a server announces to a client that joins.
     struct Announcement {
@@ -26,8 +45,28 @@ public:
         std::int64_t serverTimeOffset = 0;
     };
 
-    /// `idleExecutor` runs work when the client has nothing else to do; it must outlive the connection.
+    /// Who a client says it is when it joins.
+    struct Identity {
+        QString installationName;
+        QString userName;
+        /// The user to act for; 0 for none.
+        unsigned userId = 0;
+    };
+
+    /// A connection that links to nothing. `idleExecutor` runs work when the client has nothing else to do;
+    /// it must outlive the connection (null when nothing is run there).
     ClientToServerConnection(Announcement announcement, folly::Executor* idleExecutor);
+    ~ClientToServerConnection();
+    ClientToServerConnection(ClientToServerConnection const&) = delete;
+    ClientToServerConnection& operator=(ClientToServerConnection const&) = delete;
+
+    /// Joins a server over `link`: greets it and completes with the connection once the server announced
+    /// itself. Frames are handled on `executor`, the client's thread, which is also the idle executor and
+    /// must outlive the connection. `registry` encodes values (it must know every attribute type of the
+    /// documents). Fails with "Connection lost" if the link closes first.
+    static folly::Future<std::shared_ptr<ClientToServerConnection>>
+    connect(std::shared_ptr<MessageLink> link, Identity identity, folly::Executor::KeepAlive<> executor,
+            std::shared_ptr<Kelp::TypeRegistry const> registry);
 
     Cobalt::VersionString const& serverVersion() const { return m_announcement.serverVersion; }
     /// The user this client acts for; 0 when the server named none.
@@ -36,10 +75,42 @@ public:
     /// The server's clock now.
     Cobalt::TimeStamp currentServerTime() const;
     folly::Executor::KeepAlive<> idleExecutor() const { return folly::getKeepAliveToken(m_idleExecutor); }
+    /// Encoders of values; null for a connection that links to nothing.
+    Kelp::TypeRegistry const* typeRegistry() const { return m_registry.get(); }
+
+    /// Opens the document `id` of type `type` on the server, building its elements with `factory`; completes
+    /// once the whole current document arrived. Fails with the server's reason when it refuses, and with
+    /// "Connection lost" when the link closes first or there is none.
+    folly::Future<std::shared_ptr<DocumentConnection>>
+    openDocument(QByteArray const& id, QByteArray const& type, std::shared_ptr<ElementFactory> factory);
+    /// Whether the link is up.
+    bool isConnected() const;
+    /// Closes the link: open documents stop sharing, and what waits for the server fails with "Connection
+    /// lost".
+    void disconnect();
+
+    /// Sends a message to the server; nothing without a link.
+    void send(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const;
 
 private:
+    struct PendingOpen;
+
+    void receive(QByteArray const& frame);
+    bool handle(Wire::Frame& frame, QString& error);
+    bool handleWelcome(Cobalt::BinaryData& payload);
+    bool handleOpened(Cobalt::BinaryData& payload);
+    void linkClosed();
+
     Announcement m_announcement;
     folly::Executor* m_idleExecutor;
+    std::shared_ptr<MessageLink> m_link;
+    std::shared_ptr<Kelp::TypeRegistry const> m_registry;
+    folly::Executor::KeepAlive<> m_executor;
+    /// Waits for the server's announcement; null once it came.
+    std::unique_ptr<folly::Promise<std::shared_ptr<ClientToServerConnection>>> m_welcome;
+    std::shared_ptr<ClientToServerConnection> m_self;
+    std::map<QByteArray, PendingOpen> m_pendingOpens;
+    std::map<QByteArray, std::weak_ptr<DocumentConnection>> m_documents;
 };
 
 } // namespace Tessel

@@ -1,24 +1,56 @@
 #include "platform/tessel/DocumentConnection.hpp"
 
-#include <vector>
+#include "platform/basalt/Attribute.hpp"
+#include "platform/cobalt/Trace.hpp"
+#include "platform/kelp/TypeRegistry.hpp"
+#include "platform/tessel/ClientTransaction.hpp"
+#include "platform/tessel/ElementFactory.hpp"
+#include "platform/tessel/Uuid.hpp"
+
+#include <stdexcept>
 
 namespace Tessel {
 
 namespace {
 
-void initializeTree(Element& element, DocumentConnection& connection) {
-    element.initialize(connection);
-    // Collected first: an initialize hook may add or remove attributes of its element.
+std::vector<Element*> childElements(Element const& element) {
     std::vector<Element*> children;
     for (Basalt::Node::Entry const& entry : element.attributes()) {
         if (auto* child = dynamic_cast<Element*>(entry.second)) {
             children.push_back(child);
         }
     }
-    for (Element* child : children) {
+    return children;
+}
+
+void initializeTree(Element& element, DocumentConnection& connection) {
+    element.initialize(connection);
+    // Collected first: an initialize hook may add or remove attributes of its element.
+    for (Element* child : childElements(element)) {
         initializeTree(*child, connection);
     }
 }
+
+bool isVector(unsigned typeCode) {
+    return (typeCode & Kelp::TYPE_VECTOR_FLAG) != 0;
+}
+
+folly::Future<folly::Unit> connectionLostFuture() {
+    return folly::makeFuture<folly::Unit>(std::runtime_error("Connection lost"));
+}
+
+/// Marks the platform applying what came from the server, so that nothing of it is sent back.
+class ApplyingScope {
+public:
+    explicit ApplyingScope(bool& applying) : m_applying(applying), m_was(applying) { m_applying = true; }
+    ~ApplyingScope() { m_applying = m_was; }
+    ApplyingScope(ApplyingScope const&) = delete;
+    ApplyingScope& operator=(ApplyingScope const&) = delete;
+
+private:
+    bool& m_applying;
+    bool m_was;
+};
 
 } // namespace
 
@@ -40,7 +72,12 @@ DocumentConnection::create(std::unique_ptr<Element> documentRoot, std::unique_pt
     return document;
 }
 
-DocumentConnection::~DocumentConnection() = default;
+DocumentConnection::~DocumentConnection() {
+    connectionLost();
+    // The roots go first, while the index they leave still exists.
+    m_transientRoot.reset();
+    m_documentRoot.reset();
+}
 
 void DocumentConnection::attach(Element* root) {
     if (root) {
@@ -54,6 +91,333 @@ void DocumentConnection::initializeElements() {
             initializeTree(*root, *this);
         }
     }
+}
+
+bool DocumentConnection::isLive() const {
+    return m_live && m_connection && m_connection->isConnected();
+}
+
+Element* DocumentConnection::connectionElement() const {
+    return findSharedElement(m_connectionElementGuid);
+}
+
+Element* DocumentConnection::findSharedElement(QByteArray const& guid) const {
+    return guid.isEmpty() ? nullptr : m_elements.value(guid);
+}
+
+void DocumentConnection::ensureGuid(Element& element) {
+    if (!element.guid().isEmpty()) {
+        return;
+    }
+    element.setGuid(generateUuid());
+    if (element.name().isEmpty()) {
+        element.setName(element.guid());
+    }
+}
+
+std::shared_ptr<DocumentConnection>
+DocumentConnection::open(QByteArray const& id, std::shared_ptr<ElementFactory> factory,
+                         std::shared_ptr<ClientToServerConnection> connection, folly::Executor* executor,
+                         Cobalt::BinaryData& answer) {
+    QByteArray rootGuid;
+    QByteArray rootType;
+    QByteArray transientGuid;
+    QByteArray connectionGuid;
+    std::vector<Wire::Operation> operations;
+    if (!Wire::PayloadReader(answer)
+             .text(rootGuid)
+             .text(rootType)
+             .text(transientGuid)
+             .text(connectionGuid)
+             .ok() ||
+        !Wire::readOperations(answer, operations) || !answer.atEnd()) {
+        return nullptr;
+    }
+    std::unique_ptr<Element> root(factory->create(rootType));
+    if (!root) {
+        Cobalt::Trace::error("DocumentConnection::open # Unknown root type '%s' of '%s'",
+                             rootType.constData(), id.constData());
+        return nullptr;
+    }
+    std::unique_ptr<Element> transient(transientGuid.isEmpty() ? nullptr : factory->createTransientRoot());
+    std::shared_ptr<DocumentConnection> document =
+        create(std::move(root), std::move(transient), executor, std::move(connection));
+    document->m_documentId = id;
+    document->m_factory = std::move(factory);
+    document->m_connectionElementGuid = connectionGuid;
+    document->m_live = true;
+    for (auto const& [element, guid] : {std::make_pair(document->documentRoot(), rootGuid),
+                                        std::make_pair(document->transientRoot(), transientGuid)}) {
+        if (element) {
+            element->setGuid(guid);
+            element->setName(guid);
+            document->shareSubtree(*element, nullptr);
+        }
+    }
+    document->applyChanges(operations);
+    return document;
+}
+
+void DocumentConnection::shareSubtree(Element& element, std::vector<Wire::Operation>* operations) {
+    ensureGuid(element);
+    m_elements.insert(element.guid(), &element);
+    element.setChangeObserver(this);
+    if (!element.m_initialized) {
+        element.m_initialized = true;
+        element.initialize(*this);
+    }
+    if (operations) {
+        Wire::Operation addition;
+        addition.kind = Wire::OperationKind::AddNode;
+        auto const* parent = dynamic_cast<Element const*>(element.host());
+        addition.parentGuid = parent ? parent->guid() : QByteArray();
+        addition.nodeGuid = element.guid();
+        addition.name = element.name();
+        addition.typeKey = m_factory ? m_factory->keyOf(element) : QByteArray();
+        for (Basalt::Node::Entry const& entry : element.attributes()) {
+            Wire::Operation value;
+            if (Element::isSharedAttribute(*entry.second) && valueOperation(*entry.second, value)) {
+                addition.attributes.push_back({value.name, value.typeCode, value.bytes});
+            }
+        }
+        operations->push_back(std::move(addition));
+    }
+    for (Element* child : childElements(element)) {
+        shareSubtree(*child, operations);
+    }
+}
+
+void DocumentConnection::forget(Element& element) {
+    auto const found = m_elements.find(element.guid());
+    if (found != m_elements.end() && found.value() == &element) {
+        m_elements.erase(found);
+    }
+}
+
+DocumentConnection::TypeOfAttribute const* DocumentConnection::typeOf(Basalt::Attribute const& attribute) {
+    std::type_index const key(typeid(attribute));
+    auto found = m_types.find(key);
+    if (found == m_types.end()) {
+        TypeOfAttribute type;
+        Kelp::TypeRegistry const* const registry = m_connection ? m_connection->typeRegistry() : nullptr;
+        if (registry) {
+            type.serializer = registry->createSerializer(const_cast<Basalt::Attribute*>(&attribute),
+                                                         type.typeCode, type.valueSize);
+        }
+        found = m_types.emplace(key, std::move(type)).first;
+    }
+    return found->second.serializer ? &found->second : nullptr;
+}
+
+bool DocumentConnection::valueOperation(Basalt::Attribute& attribute, Wire::Operation& operation) {
+    TypeOfAttribute const* const type = typeOf(attribute);
+    if (!type) {
+        return false;
+    }
+    bool const vector = isVector(type->typeCode);
+    // Defaults come from the element classes at every site; only what is written on the user layer is shared.
+    if (!vector && !attribute.isValueDefinedOnLayer(Basalt::Attribute::LAYER_USER)) {
+        return false;
+    }
+    operation.kind = vector ? Wire::OperationKind::SetVector : Wire::OperationKind::SetValue;
+    operation.nodeGuid = static_cast<Element*>(attribute.host())->guid();
+    operation.name = attribute.name();
+    operation.typeCode = type->typeCode;
+    operation.bytes = type->serializer->serialize(attribute);
+    return !vector || !operation.bytes.isEmpty();
+}
+
+void DocumentConnection::attributeChanged(Basalt::Attribute& attribute) {
+    if (m_applying || !m_live || !Element::isSharedAttribute(attribute)) {
+        return;
+    }
+    Wire::Operation operation;
+    if (valueOperation(attribute, operation)) {
+        send({operation});
+    }
+}
+
+void DocumentConnection::containerChanged(Basalt::Attribute& container, Basalt::AttributeEvent event) {
+    if (m_applying || !m_live || !Element::isSharedAttribute(container)) {
+        return;
+    }
+    TypeOfAttribute const* const type = typeOf(container);
+    if (!type || !isVector(type->typeCode) || type->valueSize == 0) {
+        return;
+    }
+    Wire::Operation operation;
+    operation.nodeGuid = static_cast<Element*>(container.host())->guid();
+    operation.name = container.name();
+    operation.typeCode = type->typeCode;
+    operation.index = static_cast<std::uint32_t>(event.key);
+    QByteArray const values = type->serializer->serialize(container);
+    auto const offset = static_cast<int>(event.key * type->valueSize);
+    switch (event.type) {
+    case Basalt::AttributeEvent::LIST_CHANGED:
+        operation.kind = Wire::OperationKind::SetVector;
+        operation.bytes = values;
+        break;
+    case Basalt::AttributeEvent::ELEMENT_INSERTED:
+        operation.kind = Wire::OperationKind::InsertElement;
+        operation.bytes = values.mid(offset, static_cast<int>(type->valueSize));
+        break;
+    case Basalt::AttributeEvent::ELEMENT_REMOVED:
+        operation.kind = Wire::OperationKind::RemoveElement;
+        break;
+    case Basalt::AttributeEvent::ELEMENT_CHANGED:
+        operation.kind = Wire::OperationKind::ReplaceElement;
+        operation.bytes = values.mid(offset, static_cast<int>(type->valueSize));
+        break;
+    }
+    send({operation});
+}
+
+std::int64_t DocumentConnection::send(std::vector<Wire::Operation> const& operations) {
+    std::int64_t const id = m_nextTransaction++;
+    std::vector<AttributeKey>& written = m_written[id];
+    for (Wire::Operation const& operation : operations) {
+        if (operation.kind != Wire::OperationKind::AddNode &&
+            operation.kind != Wire::OperationKind::DeleteNode) {
+            written.push_back(qMakePair(operation.nodeGuid, operation.name));
+            ++m_unanswered[written.back()];
+        }
+    }
+    Cobalt::BinaryData payload;
+    payload.writeString(m_documentId);
+    payload.writeInt64(id);
+    Wire::writeOperations(payload, operations);
+    m_connection->send(Wire::MessageKind::Transaction, payload);
+    return id;
+}
+
+folly::Future<folly::Unit> DocumentConnection::sendTransaction(std::vector<Wire::Operation> operations) {
+    if (!isLive()) {
+        return connectionLostFuture();
+    }
+    return m_waiting[send(operations)].getFuture();
+}
+
+void DocumentConnection::transactionAnswered(std::int64_t id, QString const& error) {
+    auto const written = m_written.find(id);
+    if (written != m_written.end()) {
+        for (AttributeKey const& key : written->second) {
+            if (--m_unanswered[key] <= 0) {
+                m_unanswered.remove(key);
+            }
+        }
+        m_written.erase(written);
+    }
+    auto const found = m_waiting.find(id);
+    if (found == m_waiting.end()) {
+        if (!error.isEmpty()) {
+            Cobalt::Trace::warning(
+                "DocumentConnection::transactionAnswered # The server refused a change of '%s': %s",
+                m_documentId.constData(), qPrintable(error));
+        }
+        return;
+    }
+    folly::Promise<folly::Unit> promise = std::move(found->second);
+    m_waiting.erase(found);
+    if (error.isEmpty()) {
+        promise.setValue(folly::unit);
+    } else {
+        promise.setException(std::runtime_error(error.toStdString()));
+    }
+}
+
+void DocumentConnection::connectionLost() {
+    m_live = false;
+    m_unanswered.clear();
+    m_written.clear();
+    std::map<std::int64_t, folly::Promise<folly::Unit>> waiting;
+    waiting.swap(m_waiting);
+    for (auto& entry : waiting) {
+        entry.second.setException(std::runtime_error("Connection lost"));
+    }
+}
+
+void DocumentConnection::applyChanges(std::vector<Wire::Operation> const& operations) {
+    ClientTransaction transaction;
+    ApplyingScope applying(m_applying);
+    for (Wire::Operation const& operation : operations) {
+        applyOperation(operation);
+    }
+}
+
+void DocumentConnection::applyOperation(Wire::Operation const& operation) {
+    if (operation.kind == Wire::OperationKind::AddNode) {
+        addElement(operation);
+        return;
+    }
+    Element* const element = findSharedElement(operation.nodeGuid);
+    if (!element) {
+        Cobalt::Trace::debug("DocumentConnection::applyChanges # No element '%s'",
+                             operation.nodeGuid.constData());
+        return;
+    }
+    switch (operation.kind) {
+    case Wire::OperationKind::DeleteNode:
+        // Taken out first, so that the host hears the removal while the element still lives.
+        element->removeHost();
+        delete element;
+        return;
+    case Wire::OperationKind::GuidChanged:
+        forget(*element);
+        element->setGuid(operation.name);
+        m_elements.insert(element->guid(), element);
+        return;
+    case Wire::OperationKind::SetValue:
+    case Wire::OperationKind::SetVector:
+        applyValue(*element, operation.name, operation.typeCode, operation.bytes);
+        return;
+    default:
+        break;
+    }
+    Basalt::Attribute* const attribute = element->attribute(operation.name);
+    TypeOfAttribute const* const type = attribute ? typeOf(*attribute) : nullptr;
+    if (!type) {
+        return;
+    }
+    auto const event =
+        operation.kind == Wire::OperationKind::InsertElement   ? Basalt::AttributeEvent::ELEMENT_INSERTED
+        : operation.kind == Wire::OperationKind::RemoveElement ? Basalt::AttributeEvent::ELEMENT_REMOVED
+                                                               : Basalt::AttributeEvent::ELEMENT_CHANGED;
+    type->serializer->applyElementEvent(*attribute, event, operation.index, operation.bytes);
+}
+
+void DocumentConnection::addElement(Wire::Operation const& operation) {
+    Element* const parent = findSharedElement(operation.parentGuid);
+    std::unique_ptr<Element> element(parent && m_factory ? m_factory->create(operation.typeKey) : nullptr);
+    if (!element) {
+        Cobalt::Trace::warning("DocumentConnection::applyChanges # Can't add '%s' of type '%s' under '%s'",
+                               operation.nodeGuid.constData(), operation.typeKey.constData(),
+                               operation.parentGuid.constData());
+        return;
+    }
+    element->setGuid(operation.nodeGuid);
+    element->setName(operation.name);
+    Element* const added = element.release();
+    parent->addAttribute(added);
+    shareSubtree(*added, nullptr);
+    for (Wire::AttributeValue const& value : operation.attributes) {
+        applyValue(*added, value.name, value.typeCode, value.bytes);
+    }
+}
+
+void DocumentConnection::applyValue(Element& element, QByteArray const& name, unsigned typeCode,
+                                    QByteArray const& bytes) {
+    Basalt::Attribute* const attribute = element.attribute(name);
+    TypeOfAttribute const* const type = attribute ? typeOf(*attribute) : nullptr;
+    if (m_unanswered.contains(qMakePair(element.guid(), name))) {
+        return; // this client's own later write is on its way, and the server will apply it after this one
+    }
+    if (!type || type->typeCode != typeCode) {
+        // An attribute this client's class keeps back (a newer server's) or of another type: not ours.
+        Cobalt::Trace::debug("DocumentConnection::applyChanges # '%s' has no attribute '%s' of type %u",
+                             element.guid().constData(), name.constData(), typeCode);
+        return;
+    }
+    type->serializer->deserialize(bytes, *attribute);
 }
 
 } // namespace Tessel

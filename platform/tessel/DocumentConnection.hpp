@@ -1,21 +1,44 @@
 #pragma once
 
+#include "platform/basalt/ChangeObserver.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
 #include "platform/tessel/Element.hpp"
+#include "platform/tessel/WireFormat.hpp"
 
 #include "folly/Executor.h"
+#include "folly/futures/Future.h"
 
+#include <QHash>
+#include <QPair>
+
+#include <map>
 #include <memory>
+#include <typeindex>
+#include <unordered_map>
+#include <vector>
+
+namespace Kelp {
+class AttributeSerializer;
+}
 
 namespace Tessel {
+
+class ElementFactory;
 
 /// One open document of one client: the root of its persistent tree, the root of its transient tree (what
 /// exists only while clients are connected), the executor of the document's thread and the link to the
 /// server. It owns both roots, and through them every element of the document.
 ///
+/// A live document (opened with `ClientToServerConnection::openDocument`) shares its elements: every local
+/// write on the user layer of a shared attribute (`Element::isSharedAttribute`) of an element of the
+/// document goes to the server, and changes from the server land on the user layer through the attributes'
+/// decoders, without being sent back. Elements join and leave the shared document through
+/// `NodeTransaction`; an element added to the tree by other means stays local.
+///
 /// Made with `create`, always held by a shared pointer: elements find it through a weak pointer on their
 /// root. Use it from the document's thread.
-class DocumentConnection : public std::enable_shared_from_this<DocumentConnection> {
+class DocumentConnection : public std::enable_shared_from_this<DocumentConnection>,
+                           public Basalt::ChangeObserver {
 public:
     /// Takes the two roots (either may be null) and ties them to the new connection. `connection` may be
     /// null for a document that isn't linked to a server; `mainThreadExecutor` must outlive the document.
@@ -25,7 +48,7 @@ public:
                                                       std::shared_ptr<ClientToServerConnection> connection);
     DocumentConnection(DocumentConnection const&) = delete;
     DocumentConnection& operator=(DocumentConnection const&) = delete;
-    ~DocumentConnection();
+    ~DocumentConnection() override;
 
     /// The link to the server; null when there is none.
     std::shared_ptr<ClientToServerConnection> connection() const { return m_connection; }
@@ -40,16 +63,83 @@ public:
     /// does once the elements have their connection.
     void initializeElements();
 
+    /// The server's name of the document; empty when it isn't live.
+    QByteArray const& documentId() const { return m_documentId; }
+    /// Whether the document is shared with a server now.
+    bool isLive() const;
+    /// This client's element in the transient tree; null when it has none.
+    Element* connectionElement() const;
+    /// A shared element of the document by guid; null if none.
+    Element* findSharedElement(QByteArray const& guid) const;
+
+    // The platform's side.
+
+    /// Makes a live document from the server's answer to an open; null when the roots can't be made.
+    static std::shared_ptr<DocumentConnection> open(QByteArray const& id,
+                                                    std::shared_ptr<ElementFactory> factory,
+                                                    std::shared_ptr<ClientToServerConnection> connection,
+                                                    folly::Executor* executor, Cobalt::BinaryData& answer);
+    /// Applies a change that came from the server.
+    void applyChanges(std::vector<Wire::Operation> const& operations);
+    /// Sends operations as one transaction; the future completes when the server applied them, and fails
+    /// with the server's reason or "Connection lost".
+    folly::Future<folly::Unit> sendTransaction(std::vector<Wire::Operation> operations);
+    /// The server's answer to a transaction; an empty error means applied.
+    void transactionAnswered(std::int64_t id, QString const& error);
+    /// The link went: stop sharing and fail what waits.
+    void connectionLost();
+    /// Shares an element and its subtree, adding it under its parent: indexes it by guid, watches it, and
+    /// initialises each element not yet initialised. Appends the operations that tell the server.
+    void shareSubtree(Element& element, std::vector<Wire::Operation>* operations);
+    /// The element's guid, given a fresh one (and its name, when it has none) if it has none.
+    static void ensureGuid(Element& element);
+
 private:
+    friend class Element;
     DocumentConnection(std::unique_ptr<Element> documentRoot, std::unique_ptr<Element> transientRoot,
                        folly::Executor* mainThreadExecutor,
                        std::shared_ptr<ClientToServerConnection> connection);
     void attach(Element* root);
 
+    void attributeChanged(Basalt::Attribute& attribute) override;
+    void containerChanged(Basalt::Attribute& container, Basalt::AttributeEvent event) override;
+    /// The element is being destroyed: it leaves the index.
+    void forget(Element& element);
+
+    struct TypeOfAttribute {
+        unsigned typeCode = 0;
+        unsigned valueSize = 0;
+        std::shared_ptr<Kelp::AttributeSerializer const> serializer;
+    };
+    /// The encoding of an attribute's class; null when the registry doesn't know it.
+    TypeOfAttribute const* typeOf(Basalt::Attribute const& attribute);
+    /// The operation that gives the server the attribute's value whole; false when it has nothing to share.
+    bool valueOperation(Basalt::Attribute& attribute, Wire::Operation& operation);
+    void applyOperation(Wire::Operation const& operation);
+    void addElement(Wire::Operation const& operation);
+    void applyValue(Element& element, QByteArray const& name, unsigned typeCode, QByteArray const& bytes);
+    /// Sends operations as one transaction and returns its id. Until the server answers, values that
+    /// arrive for the attributes it writes are older than it, and are not applied.
+    std::int64_t send(std::vector<Wire::Operation> const& operations);
+
     std::unique_ptr<Element> m_documentRoot;
     std::unique_ptr<Element> m_transientRoot;
     folly::Executor* m_mainThreadExecutor;
     std::shared_ptr<ClientToServerConnection> m_connection;
+
+    QByteArray m_documentId;
+    std::shared_ptr<ElementFactory> m_factory;
+    QByteArray m_connectionElementGuid;
+    QHash<QByteArray, Element*> m_elements;
+    std::unordered_map<std::type_index, TypeOfAttribute> m_types;
+    std::map<std::int64_t, folly::Promise<folly::Unit>> m_waiting;
+    using AttributeKey = QPair<QByteArray, QByteArray>;
+    /// Writes sent and not yet answered, per element guid and attribute name.
+    QHash<AttributeKey, int> m_unanswered;
+    std::map<std::int64_t, std::vector<AttributeKey>> m_written;
+    std::int64_t m_nextTransaction = 1;
+    bool m_applying = false;
+    bool m_live = false;
 };
 
 } // namespace Tessel

@@ -10,6 +10,9 @@ namespace Tessel {
 Element::Element(Flags flags) : m_flags(flags) {}
 
 Element::~Element() {
+    if (auto* const document = dynamic_cast<DocumentConnection*>(changeObserver())) {
+        document->forget(*this);
+    }
     std::vector<Element*> children;
     for (Entry const& entry : attributes()) {
         if (auto* child = dynamic_cast<Element*>(entry.second)) {
@@ -42,6 +45,9 @@ std::shared_ptr<DocumentConnection> Element::documentConnection() const {
 
 Element* Element::findElementByGuid(QByteArray const& guid) const {
     if (std::shared_ptr<DocumentConnection> const connection = documentConnection()) {
+        if (Element* const shared = connection->findSharedElement(guid)) {
+            return shared;
+        }
         for (Element* root : {connection->documentRoot(), connection->transientRoot()}) {
             if (Element* found = root ? root->findInSubtree(guid) : nullptr) {
                 return found;
@@ -67,5 +73,10 @@ Element* Element::findInSubtree(QByteArray const& guid) {
 }
 
 void Element::initialize(DocumentConnection&) {}
+
+bool Element::isSharedAttribute(Basalt::Attribute const& attribute) {
+    return !attribute.name().isEmpty() && !attribute.ownerShorthand() &&
+           !dynamic_cast<Element const*>(&attribute);
+}
 
 } // namespace Tessel

@@ -55,12 +55,18 @@ public:
     /// Called by the platform once the element has a connection. The base does nothing.
     virtual void initialize(DocumentConnection& connection);
 
+    /// Whether a document shares this attribute of one of its elements: it has a name and is neither an
+    /// element nor a component of a tuple (the tuple is shared whole).
+    static bool isSharedAttribute(Basalt::Attribute const& attribute);
+
 private:
     friend class DocumentConnection;
     Element* findInSubtree(QByteArray const& guid);
 
     QByteArray m_guid;
     Flags m_flags;
+    /// `initialize` ran, through the platform.
+    bool m_initialized = false;
     // Set on the roots of a document only.
     std::weak_ptr<DocumentConnection> m_documentConnection;
 };

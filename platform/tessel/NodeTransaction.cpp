@@ -1,0 +1,64 @@
+#include "platform/tessel/NodeTransaction.hpp"
+
+#include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/Element.hpp"
+#include "platform/tessel/WireFormat.hpp"
+
+#include <set>
+#include <stdexcept>
+
+namespace Tessel {
+
+NodeTransaction::NodeTransaction(DocumentConnection& document) : m_document(document.weak_from_this()) {}
+
+NodeTransaction::~NodeTransaction() {
+    for (Change const& change : m_changes) {
+        if (change.parent && !change.node->host()) {
+            delete change.node;
+        }
+    }
+}
+
+void NodeTransaction::addNode(Element& node, Element const& parent) {
+    m_changes.push_back({&node, &parent});
+}
+
+void NodeTransaction::deleteNode(Element const& node) {
+    m_changes.push_back({const_cast<Element*>(&node), nullptr});
+}
+
+folly::Future<folly::Unit> NodeTransaction::commit() {
+    std::shared_ptr<DocumentConnection> const document = m_document.lock();
+    std::vector<Change> changes;
+    changes.swap(m_changes);
+    if (!document || !document->isLive()) {
+        for (Change const& change : changes) {
+            if (change.parent && !change.node->host()) {
+                delete change.node;
+            }
+        }
+        return folly::makeFuture<folly::Unit>(std::runtime_error("Connection lost"));
+    }
+    std::vector<Wire::Operation> operations;
+    std::set<Element const*> deleted;
+    for (Change const& change : changes) {
+        if (change.parent) {
+            DocumentConnection::ensureGuid(*change.node);
+            const_cast<Element*>(change.parent)->addAttribute(change.node);
+            document->shareSubtree(*change.node, &operations);
+            continue;
+        }
+        if (!deleted.insert(change.node).second) {
+            continue;
+        }
+        Wire::Operation deletion;
+        deletion.kind = Wire::OperationKind::DeleteNode;
+        deletion.nodeGuid = change.node->guid();
+        operations.push_back(std::move(deletion));
+        change.node->removeHost();
+        delete change.node;
+    }
+    return document->sendTransaction(std::move(operations));
+}
+
+} // namespace Tessel

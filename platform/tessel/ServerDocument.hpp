@@ -1,0 +1,160 @@
+#pragma once
+
+#include "platform/tessel/ServerDocumentNodeTypes.hpp"
+#include "platform/tessel/WireFormat.hpp"
+
+#include "folly/Executor.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace Kelp {
+class TypeRegistry;
+}
+
+namespace Tessel {
+
+class ElementFactory;
+class ServerAttribute;
+class ServerDocument;
+class ServerDocumentOperator;
+class ServerNode;
+class ServerToClientConnection;
+class TesselServer;
+
+/// What a server knows of a document type.
+struct ServerDocumentType {
+    QByteArray name;
+    std::shared_ptr<ElementFactory> factory;
+    /// The type key of the root of a new document.
+    QByteArray rootTypeKey;
+    /// The type key of the transient root; empty when the type has no transient tree.
+    QByteArray transientRootTypeKey;
+    /// The type key of the node made in the transient tree for each client that joins; empty for none.
+    QByteArray connectionTypeKey;
+    ServerDocumentNodeTypes nodeTypes;
+};
+
+/// One client in one document: made when the client opens the document, gone when it leaves.
+class ServerDocumentConnection {
+public:
+    ServerDocumentConnection(ServerDocument& document, ServerToClientConnection& connection)
+        : m_document(document), m_connection(connection) {}
+
+    ServerDocument& document() const { return m_document; }
+    ServerToClientConnection& connection() const { return m_connection; }
+    /// The node of this client in the transient tree; null when the document type has none.
+    std::shared_ptr<ServerNode> connectionNode() const { return m_connectionNode; }
+
+private:
+    friend class ServerDocument;
+    ServerDocument& m_document;
+    ServerToClientConnection& m_connection;
+    std::shared_ptr<ServerNode> m_connectionNode;
+};
+
+/// A live document on the server: a persistent tree and a transient tree of `ServerNode`, the operators of
+/// its type, and the clients that have it open.
+///
+/// It applies one change at a time on its executor. A client's change runs with that client as the acting
+/// connection, and reaches every other client; a change made with no acting connection (an operator's own,
+/// made with `setActingConnection(nullptr)`) reaches every client. The changes of one step go out together
+/// when the step ends; changes made outside a step (a timer of an operator) go out on the next turn of the
+/// executor.
+class ServerDocument : public std::enable_shared_from_this<ServerDocument> {
+public:
+    ServerDocument(std::shared_ptr<TesselServer> const& server, QByteArray id,
+                   std::shared_ptr<ServerDocumentType const> type);
+    ~ServerDocument();
+
+    QByteArray const& id() const { return m_id; }
+    QByteArray const& documentType() const { return m_type->name; }
+    ServerDocumentNodeTypes const& nodeTypes() const { return m_type->nodeTypes; }
+    Kelp::TypeRegistry const& typeRegistry() const;
+    /// Null once the server is gone.
+    std::shared_ptr<TesselServer> server() const { return m_server.lock(); }
+    /// Where the document's work runs, and where work posted to run after the current change goes.
+    folly::Executor::KeepAlive<> executor() const { return m_executor; }
+
+    std::shared_ptr<ServerNode> rootNode() const { return m_root; }
+    std::shared_ptr<ServerNode> transientRootNode() const { return m_transientRoot; }
+    /// A node of either tree by guid; null if none.
+    std::shared_ptr<ServerNode> findNode(QByteArray const& guid) const;
+    /// Number of nodes in both trees.
+    int nodeCount() const { return m_nodes.size(); }
+
+    /// The connection on whose behalf the current change runs; null for the server's own changes.
+    ServerDocumentConnection* actingConnection() const { return m_actingConnection; }
+    void setActingConnection(ServerDocumentConnection* connection) { m_actingConnection = connection; }
+    /// Tells the operators that `node` was taken out of the document.
+    void nodeDeleted(std::shared_ptr<ServerNode> node);
+
+    std::vector<std::shared_ptr<ServerDocumentOperator>> const& operators() const { return m_operators; }
+    std::vector<ServerDocumentConnection*> connections() const;
+
+    // The platform's side.
+
+    /// Makes the operators of the document's type and gives them the root. Called once, when it opens.
+    void
+    startOperators(std::vector<std::function<std::shared_ptr<ServerDocumentOperator>(ServerDocument&)>> const&
+                       factories);
+    /// Lets a client in: asks the operators, makes its node in the transient tree, sends it the document.
+    /// Null, with the reason in `error`, when an operator refuses.
+    ServerDocumentConnection* addConnection(ServerToClientConnection& connection, QString& error);
+    /// Lets a client out: its node in the transient tree goes.
+    void removeConnection(ServerToClientConnection& connection);
+    /// The document connection of a client; null if it hasn't the document open.
+    ServerDocumentConnection* connectionOf(ServerToClientConnection const& connection) const;
+    /// Checks every operation of a client's transaction and, when all hold, applies them in order. False,
+    /// changing nothing, with the reason in `error`, when one is refused.
+    bool applyTransaction(ServerDocumentConnection& acting, std::vector<Wire::Operation> const& operations,
+                          QString& error);
+
+    /// Queues a change for the clients, on behalf of the acting connection.
+    void publish(Wire::Operation const& operation);
+    /// Queues the value of an attribute that sits in the document.
+    void publishValue(ServerAttribute const& attribute);
+    /// Queues a node and everything below it.
+    void publishSubtree(ServerNode const& node);
+    /// Sends what was queued: to each client the changes it didn't make.
+    void flush();
+    /// Calls `call` on each operator; an operator that throws is logged and the others go on.
+    void tellOperators(std::function<void(ServerDocumentOperator&)> const& call);
+    void index(ServerNode& node);
+    void unindex(ServerNode const& node);
+
+private:
+    class Step;
+    struct Pending {
+        ServerDocumentConnection* actor;
+        Cobalt::BinaryData encoded;
+    };
+
+    std::shared_ptr<ServerNode> makeRoot(QByteArray const& typeKey, bool transient);
+    void appendSubtree(ServerNode const& node, std::vector<Wire::Operation>& operations) const;
+    std::vector<Wire::Operation> snapshot() const;
+    bool check(std::vector<Wire::Operation> const& operations, QString& error) const;
+    void apply(Wire::Operation const& operation);
+    void scheduleFlush();
+
+    std::weak_ptr<TesselServer> m_server;
+    QByteArray m_id;
+    std::shared_ptr<ServerDocumentType const> m_type;
+    folly::Executor::KeepAlive<> m_executor;
+    std::shared_ptr<ServerNode> m_root;
+    std::shared_ptr<ServerNode> m_transientRoot;
+    QHash<QByteArray, ServerNode*> m_nodes;
+    std::vector<std::shared_ptr<ServerDocumentOperator>> m_operators;
+    std::vector<std::unique_ptr<ServerDocumentConnection>> m_connections;
+    ServerDocumentConnection* m_actingConnection = nullptr;
+    std::vector<Pending> m_pending;
+    int m_stepDepth = 0;
+    bool m_flushScheduled = false;
+};
+
+} // namespace Tessel

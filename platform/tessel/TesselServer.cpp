@@ -1,0 +1,223 @@
+#include "platform/tessel/TesselServer.hpp"
+
+#include "platform/cobalt/TimeStamp.hpp"
+#include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/ElementFactory.hpp"
+#include "platform/tessel/MessageLink.hpp"
+#include "platform/tessel/ServerToClientConnection.hpp"
+
+namespace Tessel {
+
+std::shared_ptr<TesselServer> TesselServer::create(Options options) {
+    return std::shared_ptr<TesselServer>(new TesselServer(std::move(options)));
+}
+
+TesselServer::TesselServer(Options options) : m_options(std::move(options)) {
+    if (!m_options.operators) {
+        m_options.operators = &ServerDocumentTypeOperators::instance();
+    }
+}
+
+TesselServer::~TesselServer() {
+    for (auto const& connection : m_connections) {
+        connection.second->close();
+    }
+}
+
+void TesselServer::registerDocumentType(QByteArray const& name, std::shared_ptr<ElementFactory> factory,
+                                        QByteArray const& rootTypeKey, QByteArray const& connectionTypeKey) {
+    auto type = std::make_shared<ServerDocumentType>();
+    type->name = name;
+    type->rootTypeKey = rootTypeKey;
+    type->connectionTypeKey = connectionTypeKey;
+    if (std::unique_ptr<Element> const transientRoot{factory->createTransientRoot()}) {
+        type->transientRootTypeKey = factory->keyOf(*transientRoot);
+    }
+    type->nodeTypes = ServerDocumentNodeTypes::fromFactory(*factory, typeRegistry(), version());
+    type->factory = std::move(factory);
+    m_types[name] = std::move(type);
+}
+
+std::shared_ptr<ServerDocumentType const> TesselServer::documentType(QByteArray const& name) const {
+    auto const found = m_types.find(name);
+    return found == m_types.end() ? nullptr : found->second;
+}
+
+void TesselServer::accept(std::shared_ptr<MessageLink> link) {
+    std::weak_ptr<TesselServer> const weak = weak_from_this();
+    m_options.executor->add([weak, link] {
+        std::shared_ptr<TesselServer> const server = weak.lock();
+        if (!server) {
+            link->close();
+            return;
+        }
+        unsigned const id = server->m_nextConnectionId++;
+        auto connection = std::make_unique<ServerToClientConnection>(*server, link, id);
+        ServerToClientConnection* const raw = connection.get();
+        server->m_connections.emplace(id, std::move(connection));
+        link->setHandlers(
+            [weak, raw, id](QByteArray const& frame) {
+                if (std::shared_ptr<TesselServer> const server = weak.lock();
+                    server && server->m_connections.count(id)) {
+                    server->receive(*raw, frame);
+                }
+            },
+            [weak, id] {
+                if (std::shared_ptr<TesselServer> const server = weak.lock()) {
+                    server->disconnect(id);
+                }
+            });
+    });
+}
+
+std::shared_ptr<MessageLink> TesselServer::connectInProcess(folly::Executor::KeepAlive<> clientExecutor) {
+    InProcessTransport::Ends ends =
+        InProcessTransport::createPair(std::move(clientExecutor), m_options.executor);
+    accept(ends.second);
+    return ends.first;
+}
+
+std::shared_ptr<ServerDocument> TesselServer::document(QByteArray const& id) const {
+    auto const found = m_documents.find(id);
+    return found == m_documents.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id, QByteArray const& type,
+                                                           QString& error) {
+    if (std::shared_ptr<ServerDocument> const open = document(id)) {
+        if (open->documentType() != type) {
+            error = QStringLiteral("document '%1' is of type '%2'")
+                        .arg(QString::fromUtf8(id), QString::fromUtf8(open->documentType()));
+            return nullptr;
+        }
+        return open;
+    }
+    std::shared_ptr<ServerDocumentType const> const documentType = this->documentType(type);
+    if (!documentType) {
+        error = QStringLiteral("unknown document type '%1'").arg(QString::fromUtf8(type));
+        return nullptr;
+    }
+    auto const opened = std::make_shared<ServerDocument>(shared_from_this(), id, documentType);
+    m_documents.emplace(id, opened);
+    opened->startOperators(m_options.operators->factories(type));
+    return opened;
+}
+
+void TesselServer::receive(ServerToClientConnection& connection, QByteArray const& bytes) {
+    Wire::Frame frame;
+    QString error;
+    if (!Wire::decodeFrame(bytes, frame, error) || !handle(connection, frame, error)) {
+        refuse(connection, error);
+    }
+}
+
+void TesselServer::refuse(ServerToClientConnection const& connection, QString const& error) const {
+    Cobalt::Trace::error("TesselServer::receive # Refused a message of connection %s: %s",
+                         connection.logName().constData(), qPrintable(error));
+}
+
+bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& frame, QString& error) {
+    Cobalt::BinaryData& payload = frame.payload;
+    if (frame.kind == Wire::MessageKind::Hello) {
+        QByteArray installation;
+        QByteArray user;
+        std::int32_t userId = 0;
+        if (!Wire::PayloadReader(payload).text(installation).text(user).int32(userId).complete() ||
+            userId < 0) {
+            error = QStringLiteral("malformed greeting");
+            return false;
+        }
+        connection.greet(QString::fromUtf8(installation), QString::fromUtf8(user),
+                         static_cast<unsigned>(userId));
+        Cobalt::BinaryData welcome;
+        welcome.writeString(version().toString().toUtf8());
+        welcome.writeInt32(userId);
+        welcome.writeInt32(static_cast<std::int32_t>(connection.connectionId()));
+        welcome.writeInt64(Cobalt::TimeStamp::currentTime().ticks());
+        connection.send(Wire::MessageKind::Welcome, welcome);
+        return true;
+    }
+    if (!connection.isGreeted()) {
+        error = QStringLiteral("a message before the greeting");
+        return false;
+    }
+    switch (frame.kind) {
+    case Wire::MessageKind::OpenDocument:
+        return handleOpen(connection, payload, error);
+    case Wire::MessageKind::Transaction:
+        return handleTransaction(connection, payload, error);
+    case Wire::MessageKind::CloseDocument: {
+        QByteArray id;
+        if (!Wire::PayloadReader(payload).text(id).complete()) {
+            error = QStringLiteral("malformed close");
+            return false;
+        }
+        if (std::shared_ptr<ServerDocument> const open = document(id)) {
+            open->removeConnection(connection);
+        }
+        return true;
+    }
+    default:
+        error = QStringLiteral("message kind %1 is not for a server").arg(static_cast<int>(frame.kind));
+        return false;
+    }
+}
+
+bool TesselServer::handleOpen(ServerToClientConnection& connection, Cobalt::BinaryData& payload,
+                              QString& error) {
+    QByteArray id;
+    QByteArray type;
+    if (!Wire::PayloadReader(payload).text(id).text(type).complete()) {
+        error = QStringLiteral("malformed request to open a document");
+        return false;
+    }
+    std::shared_ptr<ServerDocument> const opened = openDocument(id, type, error);
+    if (opened && (opened->connectionOf(connection) || opened->addConnection(connection, error))) {
+        return true;
+    }
+    Cobalt::BinaryData refusal;
+    refusal.writeString(id);
+    refusal.writeString(error.toUtf8());
+    connection.send(Wire::MessageKind::OpenRefused, refusal);
+    return false;
+}
+
+bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobalt::BinaryData& payload,
+                                     QString& error) {
+    QByteArray id;
+    std::int64_t transactionId = 0;
+    std::vector<Wire::Operation> operations;
+    if (!Wire::PayloadReader(payload).text(id).int64(transactionId).ok() ||
+        !Wire::readOperations(payload, operations) || !payload.atEnd()) {
+        error = QStringLiteral("malformed transaction");
+        return false;
+    }
+    std::shared_ptr<ServerDocument> const open = document(id);
+    ServerDocumentConnection* const acting = open ? open->connectionOf(connection) : nullptr;
+    bool const applied = acting && open->applyTransaction(*acting, operations, error);
+    if (!acting) {
+        error = QStringLiteral("document '%1' is not open").arg(QString::fromUtf8(id));
+    }
+    Cobalt::BinaryData answer;
+    answer.writeString(id);
+    answer.writeInt64(transactionId);
+    if (!applied) {
+        answer.writeString(error.toUtf8());
+    }
+    connection.send(applied ? Wire::MessageKind::TransactionApplied : Wire::MessageKind::TransactionRefused,
+                    answer);
+    return applied;
+}
+
+void TesselServer::disconnect(unsigned connectionId) {
+    auto const found = m_connections.find(connectionId);
+    if (found == m_connections.end()) {
+        return;
+    }
+    for (auto const& document : m_documents) {
+        document.second->removeConnection(*found->second);
+    }
+    m_connections.erase(found);
+}
+
+} // namespace Tessel

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "platform/cobalt/VersionString.hpp"
+#include "platform/tessel/ServerDocument.hpp"
+#include "platform/tessel/ServerOperators.hpp"
+
+#include "folly/Executor.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <map>
+#include <memory>
+
+namespace Kelp {
+class TypeRegistry;
+}
+
+namespace Tessel {
+
+class MessageLink;
+class ServerToClientConnection;
+
+/// A document server: the document types it knows, its live documents, and the clients linked to it.
+///
+/// Everything runs on the server's executor: frames from clients, document changes, operators and the work
+/// they post with `executor()`. The server is held by a shared pointer (`create`); documents keep a weak one.
+class TesselServer : public std::enable_shared_from_this<TesselServer> {
+public:
+    struct Options {
+        /// The version the server announces; clients gate attributes on it.
+        Cobalt::VersionString version{QStringLiteral("26.07.5")};
+        /// Where the server runs; must outlive it.
+        folly::Executor::KeepAlive<> executor;
+        /// Encoders of every attribute type that documents hold.
+        std::shared_ptr<Kelp::TypeRegistry const> typeRegistry;
+        /// Where document operators come from; the process's registry when null.
+        ServerDocumentTypeOperators const* operators = nullptr;
+    };
+
+    static std::shared_ptr<TesselServer> create(Options options);
+    ~TesselServer();
+    TesselServer(TesselServer const&) = delete;
+    TesselServer& operator=(TesselServer const&) = delete;
+
+    Cobalt::VersionString const& version() const { return m_options.version; }
+    Kelp::TypeRegistry const& typeRegistry() const { return *m_options.typeRegistry; }
+    /// Runs work on the server's thread after the current change.
+    folly::Executor::KeepAlive<> executor() const { return m_options.executor; }
+
+    /// Teaches the server a document type. `rootTypeKey` is the type key of the root of a new document;
+    /// `connectionTypeKey` that of the node each client gets in the transient tree (empty: none). The node
+    /// types are derived from the factory at this server's version.
+    void registerDocumentType(QByteArray const& name, std::shared_ptr<ElementFactory> factory,
+                              QByteArray const& rootTypeKey,
+                              QByteArray const& connectionTypeKey = QByteArray());
+    /// The registered type; null if unknown.
+    std::shared_ptr<ServerDocumentType const> documentType(QByteArray const& name) const;
+
+    /// Takes the server's end of a client's link. Thread safe: the link is taken on the server's executor.
+    void accept(std::shared_ptr<MessageLink> link);
+    /// A link to this server in the same process; frames for the client run on `clientExecutor`. Returns the
+    /// client's end.
+    std::shared_ptr<MessageLink> connectInProcess(folly::Executor::KeepAlive<> clientExecutor);
+
+    /// An open document; null if it isn't open.
+    std::shared_ptr<ServerDocument> document(QByteArray const& id) const;
+    /// The document `id`, opened (new and empty, with its operators) if it isn't yet. Null, with the reason
+    /// in `error`, when the type is unknown or the document is open with another type.
+    std::shared_ptr<ServerDocument> openDocument(QByteArray const& id, QByteArray const& type,
+                                                 QString& error);
+    /// Number of linked clients.
+    std::size_t connectionCount() const { return m_connections.size(); }
+
+private:
+    explicit TesselServer(Options options);
+    void receive(ServerToClientConnection& connection, QByteArray const& frame);
+    bool handle(ServerToClientConnection& connection, Wire::Frame& frame, QString& error);
+    bool handleTransaction(ServerToClientConnection& connection, Cobalt::BinaryData& payload, QString& error);
+    bool handleOpen(ServerToClientConnection& connection, Cobalt::BinaryData& payload, QString& error);
+    void disconnect(unsigned connectionId);
+    void refuse(ServerToClientConnection const& connection, QString const& error) const;
+
+    Options m_options;
+    std::map<QByteArray, std::shared_ptr<ServerDocumentType const>> m_types;
+    std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
+    std::map<unsigned, std::unique_ptr<ServerToClientConnection>> m_connections;
+    unsigned m_nextConnectionId = 1;
+};
+
+} // namespace Tessel

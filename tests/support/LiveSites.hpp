@@ -1,0 +1,131 @@
+#pragma once
+
+// A server and any number of clients in one process, each site on an executor of its own that runs only when
+// the test says so, so that a test decides when messages are delivered.
+//
+// Usage:
+//     TestSupport::LiveSites sites;                // a server announcing the newest version
+//     auto& a = sites.join("a");                   // a client with the canvas "canvas" open
+//     auto& b = sites.join("b");
+//     ... write at a ...
+//     sites.deliver();                             // every queued message, until all sites are idle
+
+#include "TestExecutors.hpp"
+
+#include "attributes/AttributeTypes.hpp"
+#include "canvas/SharedCanvas.hpp"
+#include "client/EmblemActions.hpp"
+#include "framework/RegisterTypes.hpp"
+#include "operators/ServerDocumentTypes.hpp"
+#include "platform/kelp/TypeRegistry.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/ServerDocument.hpp"
+#include "platform/tessel/TesselServer.hpp"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+#include <memory>
+
+namespace TestSupport {
+
+inline std::shared_ptr<Kelp::TypeRegistry> modelTypeRegistry() {
+    auto registry = std::make_shared<Kelp::TypeRegistry>();
+    Basalt::registerAttributeTypes(*registry);
+    Datamodel::registerTypes(*registry);
+    return registry;
+}
+
+class LiveSites {
+public:
+    struct Site {
+        ManualExecutor executor;
+        std::shared_ptr<Tessel::ClientToServerConnection> connection;
+        std::shared_ptr<Tessel::DocumentConnection> document;
+
+        Datamodel::SharedCanvas& canvas() const {
+            return *static_cast<Datamodel::SharedCanvas*>(document->documentRoot());
+        }
+    };
+
+    explicit LiveSites(QString const& version = QStringLiteral("26.07.5"),
+                       Tessel::ServerDocumentTypeOperators const* operators = nullptr)
+        : m_registry(modelTypeRegistry()) {
+        Tessel::TesselServer::Options options;
+        options.version = Cobalt::VersionString(version);
+        options.executor = folly::getKeepAliveToken(&m_serverExecutor);
+        options.typeRegistry = m_registry;
+        options.operators = operators ? operators : &m_noOperators;
+        m_server = Tessel::TesselServer::create(options);
+        Datamodel::registerServerDocumentTypes(*m_server);
+    }
+    ~LiveSites() {
+        for (auto& site : m_sites) {
+            site->document.reset();
+            site->connection.reset();
+        }
+        deliver();
+    }
+
+    /// A client that joined the server, without a document.
+    Site& connect(QString const& name, unsigned userId = 0) {
+        m_sites.push_back(std::make_unique<Site>());
+        Site& site = *m_sites.back();
+        auto link = m_server->connectInProcess(folly::getKeepAliveToken(&site.executor));
+        auto joined =
+            Tessel::ClientToServerConnection::connect(link, {name, name + QStringLiteral("-user"), userId},
+                                                      folly::getKeepAliveToken(&site.executor), m_registry);
+        deliver();
+        EXPECT_TRUE(joined.isReady()) << "the server answers a greeting";
+        site.connection = std::move(joined).get();
+        return site;
+    }
+
+    /// A client with the document `id` of `type` open.
+    Site& join(QString const& name, QByteArray const& id = "canvas",
+               QByteArray const& type = Datamodel::SharedCanvas::documentType()) {
+        Site& site = connect(name);
+        auto opened = site.connection->openDocument(id, type, factoryOf(type));
+        deliver();
+        EXPECT_TRUE(opened.isReady()) << "the server answers an open";
+        site.document = std::move(opened).get();
+        return site;
+    }
+
+    static std::shared_ptr<Tessel::ElementFactory> factoryOf(QByteArray const& type);
+
+    /// Runs every site's queued work until none is left.
+    void deliver() {
+        for (bool ran = true; ran;) {
+            ran = m_serverExecutor.drain() > 0;
+            for (auto& site : m_sites) {
+                ran = site->executor.drain() > 0 || ran;
+            }
+        }
+    }
+
+    ManualExecutor& serverExecutor() { return m_serverExecutor; }
+    std::shared_ptr<Tessel::TesselServer> const& server() const { return m_server; }
+    std::shared_ptr<Tessel::ServerDocument> serverDocument(QByteArray const& id = "canvas") const {
+        return m_server->document(id);
+    }
+    std::shared_ptr<Kelp::TypeRegistry> const& registry() const { return m_registry; }
+    std::deque<std::unique_ptr<Site>>& sites() { return m_sites; }
+
+private:
+    ManualExecutor m_serverExecutor;
+    std::shared_ptr<Kelp::TypeRegistry> m_registry;
+    Tessel::ServerDocumentTypeOperators m_noOperators;
+    std::shared_ptr<Tessel::TesselServer> m_server;
+    std::deque<std::unique_ptr<Site>> m_sites;
+};
+
+inline std::shared_ptr<Tessel::ElementFactory> LiveSites::factoryOf(QByteArray const& type) {
+    if (type == Datamodel::EmblemActionMap::documentType()) {
+        return Datamodel::EmblemActionMap::elementFactory();
+    }
+    return type == Datamodel::SharedCanvas::documentType() ? Datamodel::SharedCanvas::elementFactory()
+                                                           : nullptr;
+}
+
+} // namespace TestSupport
