@@ -108,6 +108,7 @@
 #include "platform/tessel/MessageLink.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/ObjectFactoryT.hpp"
+#include "platform/tessel/QtExecutor.hpp"
 #include "platform/tessel/ServerAttribute.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/ServerDocumentNodeTypes.hpp"

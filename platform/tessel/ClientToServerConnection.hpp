@@ -80,7 +80,8 @@ public:
 
     /// Opens the document `id` of type `type` on the server, building its elements with `factory`; completes
     /// once the whole current document arrived. Fails with the server's reason when it refuses, and with
-    /// "Connection lost" when the link closes first or there is none.
+    /// "Connection lost" when the link closes first or there is none. The caller keeps the connection alive
+    /// until then; an open document keeps it alive after.
     folly::Future<std::shared_ptr<DocumentConnection>>
     openDocument(QByteArray const& id, QByteArray const& type, std::shared_ptr<ElementFactory> factory);
     /// Whether the link is up.

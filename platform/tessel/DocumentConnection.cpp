@@ -39,17 +39,20 @@ folly::Future<folly::Unit> connectionLostFuture() {
     return folly::makeFuture<folly::Unit>(std::runtime_error("Connection lost"));
 }
 
-/// Marks the platform applying what came from the server, so that nothing of it is sent back.
+/// Marks an attribute taking a value from the server, so that the value isn't sent back.
 class ApplyingScope {
 public:
-    explicit ApplyingScope(bool& applying) : m_applying(applying), m_was(applying) { m_applying = true; }
+    ApplyingScope(Basalt::Attribute const*& applying, Basalt::Attribute const* attribute)
+        : m_applying(applying), m_was(applying) {
+        m_applying = attribute;
+    }
     ~ApplyingScope() { m_applying = m_was; }
     ApplyingScope(ApplyingScope const&) = delete;
     ApplyingScope& operator=(ApplyingScope const&) = delete;
 
 private:
-    bool& m_applying;
-    bool m_was;
+    Basalt::Attribute const*& m_applying;
+    Basalt::Attribute const* m_was;
 };
 
 } // namespace
@@ -228,7 +231,7 @@ bool DocumentConnection::valueOperation(Basalt::Attribute& attribute, Wire::Oper
 }
 
 void DocumentConnection::attributeChanged(Basalt::Attribute& attribute) {
-    if (m_applying || !m_live || !Element::isSharedAttribute(attribute)) {
+    if (m_applying == &attribute || !m_live || !Element::isSharedAttribute(attribute)) {
         return;
     }
     Wire::Operation operation;
@@ -238,7 +241,7 @@ void DocumentConnection::attributeChanged(Basalt::Attribute& attribute) {
 }
 
 void DocumentConnection::containerChanged(Basalt::Attribute& container, Basalt::AttributeEvent event) {
-    if (m_applying || !m_live || !Element::isSharedAttribute(container)) {
+    if (m_applying == &container || !m_live || !Element::isSharedAttribute(container)) {
         return;
     }
     TypeOfAttribute const* const type = typeOf(container);
@@ -338,7 +341,6 @@ void DocumentConnection::connectionLost() {
 
 void DocumentConnection::applyChanges(std::vector<Wire::Operation> const& operations) {
     ClientTransaction transaction;
-    ApplyingScope applying(m_applying);
     for (Wire::Operation const& operation : operations) {
         applyOperation(operation);
     }
@@ -382,6 +384,7 @@ void DocumentConnection::applyOperation(Wire::Operation const& operation) {
         operation.kind == Wire::OperationKind::InsertElement   ? Basalt::AttributeEvent::ELEMENT_INSERTED
         : operation.kind == Wire::OperationKind::RemoveElement ? Basalt::AttributeEvent::ELEMENT_REMOVED
                                                                : Basalt::AttributeEvent::ELEMENT_CHANGED;
+    ApplyingScope applying(m_applying, attribute);
     type->serializer->applyElementEvent(*attribute, event, operation.index, operation.bytes);
 }
 
@@ -417,6 +420,7 @@ void DocumentConnection::applyValue(Element& element, QByteArray const& name, un
                              element.guid().constData(), name.constData(), typeCode);
         return;
     }
+    ApplyingScope applying(m_applying, attribute);
     type->serializer->deserialize(bytes, *attribute);
 }
 

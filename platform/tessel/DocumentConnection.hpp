@@ -138,7 +138,9 @@ private:
     QHash<AttributeKey, int> m_unanswered;
     std::map<std::int64_t, std::vector<AttributeKey>> m_written;
     std::int64_t m_nextTransaction = 1;
-    bool m_applying = false;
+    /// The attribute that takes a value from the server now: its change is no news to the server. Changes
+    /// that listeners derive from it are, and go out as local writes.
+    Basalt::Attribute const* m_applying = nullptr;
     bool m_live = false;
 };
 
