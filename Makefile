@@ -7,7 +7,7 @@ FUZZ_SECONDS ?= 60
 JOBS      ?= 2
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test bench asan fuzz format clean
+.PHONY: all deps configure build demo test bench asan fuzz format clean
 
 all: build
 
@@ -19,6 +19,10 @@ configure: deps
 
 build: configure
 	cmake --build $(BUILD_DIR) -j$(JOBS)
+
+demo: configure
+	cmake --build $(BUILD_DIR) -j$(JOBS) --target tavola
+	$(BUILD_DIR)/tools/tavola/tavola demo
 
 test: build
 	bash scripts/run-tests.sh $(BUILD_DIR)

@@ -1,0 +1,248 @@
+#include "tools/tavola/Demo.hpp"
+
+#include "attributes/AttributeTypes.hpp"
+#include "canvas/Note.hpp"
+#include "canvas/SharedCanvas.hpp"
+#include "framework/RegisterTypes.hpp"
+#include "operators/ServerDocumentTypes.hpp"
+#include "platform/kelp/TypeRegistry.hpp"
+#include "platform/tessel/ClientTransaction.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/NodeTransaction.hpp"
+#include "platform/tessel/QtExecutor.hpp"
+#include "platform/tessel/ServerDocument.hpp"
+#include "platform/tessel/ServerNode.hpp"
+#include "platform/tessel/TesselServer.hpp"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <stdexcept>
+
+namespace Tavola {
+
+namespace {
+
+constexpr char const* documentId = "demo-canvas";
+constexpr int waitMilliseconds = 5000;
+
+/// Runs the event loop until `done` holds; throws when it takes too long.
+void waitUntil(std::function<bool()> const& done, char const* what) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > waitMilliseconds) {
+            throw std::runtime_error(std::string("timed out waiting for ") + what);
+        }
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+    }
+}
+
+template <typename T>
+T waitFor(folly::Future<T> future, char const* what) {
+    waitUntil([&] { return future.isReady(); }, what);
+    return std::move(future).get();
+}
+
+QString text(Cobalt::ColorPMA const& color) {
+    return QStringLiteral("(%1, %2, %3, %4)")
+        .arg(color.red, 0, 'f', 2)
+        .arg(color.green, 0, 'f', 2)
+        .arg(color.blue, 0, 'f', 2)
+        .arg(color.alpha, 0, 'f', 2);
+}
+
+QString text(Fathom::Vector2T<float> const& location) {
+    return QStringLiteral("(%1, %2)").arg(location.x).arg(location.y);
+}
+
+/// One client: its thread's executor, its link and its copy of the canvas, and what it heard.
+struct Site {
+    QString name;
+    Tessel::QtExecutor executor;
+    std::shared_ptr<Tessel::ClientToServerConnection> connection;
+    std::shared_ptr<Tessel::DocumentConnection> document;
+    /// Per attribute key: how often its listener ran, and where the last change came from.
+    std::map<QByteArray, std::pair<int, QString>> heard;
+
+    explicit Site(QString siteName) : name(std::move(siteName)) {}
+
+    Datamodel::SharedCanvas& canvas() const {
+        return *static_cast<Datamodel::SharedCanvas*>(document->documentRoot());
+    }
+
+    /// Counts the changes of `attribute` and tells whether each came from the server or from this site.
+    void listen(Basalt::Attribute& attribute) {
+        QByteArray const key = attribute.name();
+        attribute.addListener(
+            [this, key] {
+                auto& entry = heard[key];
+                ++entry.first;
+                entry.second = Tessel::ClientTransaction::isActive() ? QStringLiteral("from the server")
+                                                                     : QStringLiteral("written here");
+            },
+            Basalt::Attribute::ROLE_CHANGE);
+    }
+    QString heardOf(QByteArray const& key) const {
+        auto const found = heard.find(key);
+        if (found == heard.end()) {
+            return QStringLiteral("listener ran 0 times");
+        }
+        return QStringLiteral("listener ran %1 time%2, last change %3")
+            .arg(found->second.first)
+            .arg(found->second.first == 1 ? QString() : QStringLiteral("s"))
+            .arg(found->second.second);
+    }
+};
+
+class Demo {
+public:
+    Demo(QTextStream& out) : m_out(out), m_registry(std::make_shared<Kelp::TypeRegistry>()) {
+        Basalt::registerAttributeTypes(*m_registry);
+        Datamodel::registerTypes(*m_registry);
+        Tessel::TesselServer::Options options;
+        options.executor = folly::getKeepAliveToken(&m_serverExecutor);
+        options.typeRegistry = m_registry;
+        m_server = Tessel::TesselServer::create(options);
+        Datamodel::registerServerDocumentTypes(*m_server);
+    }
+
+    void run() {
+        m_out << "tavola demo: one server (version " << m_server->version().toString()
+              << ") and two clients, a and b, share the canvas \"" << documentId << "\" in this process.\n";
+        join(m_a);
+        join(m_b);
+        m_out << "        a and b joined as connections " << m_a.connection->connectionId() << " and "
+              << m_b.connection->connectionId() << "\n";
+
+        auto* note = stepOne();
+        stepTwo(*note);
+        stepThree(*note);
+        stepFive(*note);
+        m_out << "done: every site holds the same note.\n";
+        Qt::endl(m_out);
+    }
+
+private:
+    void join(Site& site) {
+        auto joined = Tessel::ClientToServerConnection::connect(
+            m_server->connectInProcess(folly::getKeepAliveToken(&site.executor)),
+            {site.name, site.name + QStringLiteral("-user"), 0}, folly::getKeepAliveToken(&site.executor),
+            m_registry);
+        site.connection = waitFor(std::move(joined), "the server's welcome");
+        site.document =
+            waitFor(site.connection->openDocument(documentId, Datamodel::SharedCanvas::documentType(),
+                                                  Datamodel::SharedCanvas::elementFactory()),
+                    "the canvas");
+    }
+
+    Datamodel::Note* stepOne() {
+        Tessel::Element* const made = Datamodel::SharedCanvas::elementFactory()->create("tavola_note");
+        auto* note = dynamic_cast<Datamodel::Note*>(made);
+        if (!note) {
+            delete made;
+            throw std::runtime_error("the canvas factory made no note for \"tavola_note\"");
+        }
+        m_out << "step 1  a asks the canvas factory for \"tavola_note\": a Datamodel::Note, "
+              << (note->documentConnection() ? "with" : "with no") << " connection yet\n";
+        return note;
+    }
+
+    void stepTwo(Datamodel::Note& note) {
+        note.text = QStringLiteral("Hello from a");
+        note.location = Fathom::Vector2T<float>(120.0f, 80.0f);
+        m_out << "step 2  a writes text \"" << note.text.value() << "\" and location "
+              << text(note.location.value())
+              << " on the user layer, and adds the note to the canvas in a transaction\n";
+        Tessel::NodeTransaction transaction(*m_a.document);
+        transaction.addNode(note, m_a.canvas());
+        waitFor(transaction.commit(), "the server to apply the transaction");
+        auto const server = m_server->document(documentId);
+        auto const node = server->findNode(note.guid());
+        m_out << "        the server applied it: its canvas holds " << server->rootNode()->childNodes().size()
+              << " node, of type \"" << (node ? node->typeKey() : QByteArray()) << "\", with "
+              << (node ? node->childAttributes().size() : 0) << " stored values\n";
+    }
+
+    void stepThree(Datamodel::Note& note) {
+        bool const joined = note.attribute("text-color") && note.attribute("auto-text-color");
+        m_out << "step 3  the note got its connection; the server is at " << m_server->version().toString()
+              << ", so \"text-color\" and \"auto-text-color\" " << (joined ? "joined" : "did not join")
+              << " the document\n";
+    }
+
+    void stepFive(Datamodel::Note& atA) {
+        Datamodel::Note* atB = nullptr;
+        waitUntil(
+            [&] {
+                atB = dynamic_cast<Datamodel::Note*>(m_b.document->findSharedElement(atA.guid()));
+                return atB != nullptr;
+            },
+            "the note at b");
+        m_out << "step 5  b's copy of the note took its values on the user layer: text \""
+              << atB->text.value() << "\", location " << text(atB->location.value()) << "\n";
+        for (auto const& pair : {std::make_pair(&m_a, &atA), std::make_pair(&m_b, atB)}) {
+            pair.first->listen(pair.second->backgroundColor);
+            pair.first->listen(pair.second->textColor);
+        }
+        Cobalt::ColorPMA const dark(0.10f, 0.15f, 0.35f, 1.0f);
+        m_out << "        a writes background-color " << text(dark) << "\n";
+        atA.backgroundColor = dark;
+        waitUntil([&] { return atB->backgroundColor.value() == dark; }, "the colour at b");
+        for (auto const& pair : {std::make_pair(&m_a, &atA), std::make_pair(&m_b, atB)}) {
+            Site const& site = *pair.first;
+            m_out << "        " << site.name << ": background-color "
+                  << text(pair.second->backgroundColor.value()) << " (" << site.heardOf("background-color")
+                  << ")\n"
+                  << "           text-color " << text(pair.second->textColor.value()) << " ("
+                  << site.heardOf("text-color") << ")\n";
+        }
+        if (!(atA.textColor.value() == atB->textColor.value())) {
+            throw std::runtime_error("the sites disagree on the text colour");
+        }
+    }
+
+    QTextStream& m_out;
+    Tessel::QtExecutor m_serverExecutor;
+    std::shared_ptr<Kelp::TypeRegistry> m_registry;
+    std::shared_ptr<Tessel::TesselServer> m_server;
+    Site m_a{QStringLiteral("a")};
+    Site m_b{QStringLiteral("b")};
+};
+
+} // namespace
+
+QString demoHelp() {
+    return QStringLiteral(
+        "usage: tavola demo\n"
+        "\n"
+        "Runs a server and two clients, a and b, in this process. They share a fresh canvas, and a note "
+        "goes\n"
+        "through its life: a builds it, writes its text and location and adds it in a transaction; it joins\n"
+        "the document with the attributes the server's version admits; b receives it, and a change of its\n"
+        "background colour gives the same text colour at both sites. Each step prints what each site "
+        "sees.\n");
+}
+
+int runDemo(QStringList const& arguments, QTextStream& out, QTextStream& err) {
+    if (!arguments.isEmpty()) {
+        err << "tavola demo: unexpected argument '" << arguments.first() << "' (see tavola demo --help)";
+        Qt::endl(err);
+        return 2;
+    }
+    try {
+        Demo demo(out);
+        demo.run();
+        return 0;
+    } catch (std::exception const& failure) {
+        out.flush();
+        err << "tavola demo: " << failure.what();
+        Qt::endl(err);
+        return 1;
+    }
+}
+
+} // namespace Tavola

@@ -1,0 +1,65 @@
+// tavola: the command-line tool of the data model.
+
+#include "tools/tavola/Demo.hpp"
+
+#include <QCoreApplication>
+#include <QStringList>
+#include <QTextStream>
+
+#include <cstdio>
+#include <functional>
+#include <map>
+
+namespace {
+
+struct Command {
+    QString summary;
+    std::function<QString()> help;
+    std::function<int(QStringList const&, QTextStream&, QTextStream&)> run;
+};
+
+std::map<QString, Command> const& commands() {
+    static std::map<QString, Command> const table{
+        {QStringLiteral("demo"),
+         {QStringLiteral("a server and two clients share a canvas and walk a note through its life"),
+          Tavola::demoHelp, Tavola::runDemo}},
+    };
+    return table;
+}
+
+QString usage() {
+    QString text = QStringLiteral("usage: tavola COMMAND [ARGUMENTS]\n\ncommands:\n");
+    for (auto const& entry : commands()) {
+        text += QStringLiteral("  %1  %2\n").arg(entry.first, -8).arg(entry.second.summary);
+    }
+    return text + QStringLiteral("\n'tavola COMMAND --help' tells more of a command.\n");
+}
+
+bool asksForHelp(QString const& argument) {
+    return argument == QLatin1String("--help") || argument == QLatin1String("-h");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication application(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    QStringList arguments = QCoreApplication::arguments().mid(1);
+    if (arguments.isEmpty() || asksForHelp(arguments.first())) {
+        out << usage();
+        return arguments.isEmpty() ? 2 : 0;
+    }
+    QString const name = arguments.takeFirst();
+    auto const command = commands().find(name);
+    if (command == commands().end()) {
+        err << "tavola: unknown command '" << name << "' (see tavola --help)";
+        Qt::endl(err);
+        return 2;
+    }
+    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
+        out << command->second.help();
+        return 0;
+    }
+    return command->second.run(arguments, out, err);
+}
