@@ -99,6 +99,7 @@
 #include "platform/tessel/AttributeGroups.hpp"
 #include "platform/tessel/AttributeResourcePermissions.hpp"
 #include "platform/tessel/AvatarColor.hpp"
+#include "platform/tessel/ClientRootInfoNode.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
 #include "platform/tessel/DocumentConnection.hpp"

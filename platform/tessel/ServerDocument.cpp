@@ -106,10 +106,11 @@ private:
 
 ServerDocument::ServerDocument(std::shared_ptr<TesselServer> const& server, QByteArray id,
                                std::shared_ptr<ServerDocumentType const> type)
-    : m_server(server), m_id(std::move(id)), m_type(std::move(type)), m_executor(server->executor()) {
-    m_root = makeRoot(m_type->rootTypeKey, false);
+    : m_server(server), m_id(std::move(id)), m_type(std::move(type)),
+      m_registry(server->sharedTypeRegistry()), m_executor(server->executor()) {
+    m_root = makeRoot(m_type->rootTypeKey);
     if (!m_type->transientRootTypeKey.isEmpty()) {
-        m_transientRoot = makeRoot(m_type->transientRootTypeKey, true);
+        m_transientRoot = makeRoot(m_type->transientRootTypeKey);
     }
 }
 
@@ -120,11 +121,7 @@ ServerDocument::~ServerDocument() {
     }
 }
 
-Kelp::TypeRegistry const& ServerDocument::typeRegistry() const {
-    return m_server.lock()->typeRegistry();
-}
-
-std::shared_ptr<ServerNode> ServerDocument::makeRoot(QByteArray const& typeKey, bool) {
+std::shared_ptr<ServerNode> ServerDocument::makeRoot(QByteArray const& typeKey) {
     auto root = std::make_shared<ServerNode>(this);
     root->setGuid(generateUuid());
     root->setName(root->guid());

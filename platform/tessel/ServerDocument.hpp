@@ -75,7 +75,7 @@ public:
     QByteArray const& id() const { return m_id; }
     QByteArray const& documentType() const { return m_type->name; }
     ServerDocumentNodeTypes const& nodeTypes() const { return m_type->nodeTypes; }
-    Kelp::TypeRegistry const& typeRegistry() const;
+    Kelp::TypeRegistry const& typeRegistry() const { return *m_registry; }
     /// Null once the server is gone.
     std::shared_ptr<TesselServer> server() const { return m_server.lock(); }
     /// Where the document's work runs, and where work posted to run after the current change goes.
@@ -135,7 +135,7 @@ private:
         Cobalt::BinaryData encoded;
     };
 
-    std::shared_ptr<ServerNode> makeRoot(QByteArray const& typeKey, bool transient);
+    std::shared_ptr<ServerNode> makeRoot(QByteArray const& typeKey);
     void appendSubtree(ServerNode const& node, std::vector<Wire::Operation>& operations) const;
     std::vector<Wire::Operation> snapshot() const;
     bool check(std::vector<Wire::Operation> const& operations, QString& error) const;
@@ -145,6 +145,7 @@ private:
     std::weak_ptr<TesselServer> m_server;
     QByteArray m_id;
     std::shared_ptr<ServerDocumentType const> m_type;
+    std::shared_ptr<Kelp::TypeRegistry const> m_registry;
     folly::Executor::KeepAlive<> m_executor;
     std::shared_ptr<ServerNode> m_root;
     std::shared_ptr<ServerNode> m_transientRoot;

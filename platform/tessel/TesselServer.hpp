@@ -45,6 +45,9 @@ public:
 
     Cobalt::VersionString const& version() const { return m_options.version; }
     Kelp::TypeRegistry const& typeRegistry() const { return *m_options.typeRegistry; }
+    std::shared_ptr<Kelp::TypeRegistry const> const& sharedTypeRegistry() const {
+        return m_options.typeRegistry;
+    }
     /// Runs work on the server's thread after the current change.
     folly::Executor::KeepAlive<> executor() const { return m_options.executor; }
 

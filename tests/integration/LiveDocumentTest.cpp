@@ -5,6 +5,9 @@
 
 #include "canvas/Note.hpp"
 #include "canvas/Presentation.hpp"
+#include "canvas/RdpConnection.hpp"
+#include "media/ImageAsset.hpp"
+#include "platform/tessel/ClientRootInfoNode.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/ServerAttribute.hpp"
 #include "platform/tessel/ServerNode.hpp"
@@ -193,22 +196,37 @@ TEST(LiveDocument, ALateJoinerSeesTheWholeCurrentDocument) {
         << "a stored list arrives whole, not after the defaults";
 }
 
-TEST(LiveDocument, EachClientAppearsInTheTransientRootWithItsViewAndLeavesWithIt) {
+namespace {
+
+/// Adds two views under the client's own connection element and returns them.
+std::vector<Datamodel::View*> addTwoViews(LiveSites& sites, LiveSites::Site& site) {
+    auto* connection = dynamic_cast<Datamodel::Connection*>(site.document->connectionElement());
+    EXPECT_NE(connection, nullptr) << "the server made the client's connection element";
+    std::vector<Datamodel::View*> views{new Datamodel::View(), new Datamodel::View()};
+    Tessel::NodeTransaction transaction(*site.document);
+    for (auto* view : views) {
+        transaction.addNode(*view, *connection);
+    }
+    transaction.commit();
+    sites.deliver();
+    return views;
+}
+
+} // namespace
+
+TEST(LiveDocument, EachClientAppearsInTheTransientRootWithItsViewsAndLeavesWithThem) {
     LiveSites sites;
     auto& a = sites.join("a");
     auto& b = sites.join("b");
     auto* ownConnection = dynamic_cast<Datamodel::Connection*>(a.document->connectionElement());
-    ASSERT_NE(ownConnection, nullptr) << "the server made a's connection element";
+    ASSERT_NE(ownConnection, nullptr);
     EXPECT_EQ(ownConnection->installationName.value(), QStringLiteral("a"));
-    auto* view = new Datamodel::View();
-    Tessel::NodeTransaction transaction(*a.document);
-    transaction.addNode(*view, *ownConnection);
-    transaction.commit();
-    sites.deliver();
+    EXPECT_EQ(ownConnection->userName.value(), QStringLiteral("a-user"));
+    addTwoViews(sites, a);
 
     auto* rootAtB = dynamic_cast<Datamodel::TransientRoot*>(b.document->transientRoot());
     ASSERT_NE(rootAtB, nullptr);
-    ASSERT_EQ(rootAtB->views().size(), 1u) << "b sees a's view";
+    EXPECT_EQ(rootAtB->views().size(), 2u) << "b sees a's views";
     std::vector<QByteArray> removed;
     rootAtB->viewRemoved.addListener([&](Datamodel::View*) { removed.push_back("view"); });
     rootAtB->connectionRemoved.addListener([&](Datamodel::Connection*) { removed.push_back("connection"); });
@@ -216,8 +234,45 @@ TEST(LiveDocument, EachClientAppearsInTheTransientRootWithItsViewAndLeavesWithIt
     a.connection->disconnect();
     sites.deliver();
 
-    EXPECT_EQ(removed, (std::vector<QByteArray>{"view", "connection"}));
+    EXPECT_EQ(removed, (std::vector<QByteArray>{"view", "view", "connection"})) << "the views leave first";
     EXPECT_TRUE(rootAtB->views().empty());
+    EXPECT_EQ(b.document->findSharedElement(ownConnection->guid()), nullptr);
+}
+
+TEST(LiveDocument, AViewsScaleChangedAtOneSiteRaisesViewChangedOnceAtTheOther) {
+    LiveSites sites;
+    auto& a = sites.join("a");
+    auto& b = sites.join("b");
+    auto const views = addTwoViews(sites, a);
+    auto* rootAtB = dynamic_cast<Datamodel::TransientRoot*>(b.document->transientRoot());
+    ASSERT_NE(rootAtB, nullptr);
+    int changed = 0;
+    rootAtB->viewChanged.addListener([&](Datamodel::View*) { ++changed; });
+
+    views.front()->scale = 2.5f;
+    sites.deliver();
+
+    EXPECT_EQ(changed, 1);
+}
+
+TEST(LiveDocument, ARemoteConnectionFindsItsAssetThatCameFromTheServer) {
+    LiveSites sites;
+    auto& a = sites.join("a");
+    auto& b = sites.join("b");
+    auto* remote = new Datamodel::RdpConnection();
+    auto* asset = new Datamodel::ImageAsset();
+    asset->initName();
+    remote->contentId = QString::fromUtf8(asset->guid());
+    Tessel::NodeTransaction transaction(*a.document);
+    transaction.addNode(*remote, a.canvas());
+    transaction.addNode(*asset, *remote);
+    transaction.commit();
+    sites.deliver();
+
+    auto* remoteAtB = sameElementAt<Datamodel::RdpConnection>(b, *remote);
+    ASSERT_NE(remoteAtB, nullptr);
+    EXPECT_EQ(remoteAtB->asset(), sameElementAt<Datamodel::Asset>(b, *asset));
+    EXPECT_NE(remoteAtB->asset(), nullptr);
 }
 
 TEST(LiveDocument, FindByGuidAndSlideContentFindElementsThatCameFromTheServer) {
@@ -240,4 +295,13 @@ TEST(LiveDocument, FindByGuidAndSlideContentFindElementsThatCameFromTheServer) {
     ASSERT_NE(slideAtB, nullptr);
     EXPECT_EQ(slideAtB->content(), sameElementAt<Note>(b, note));
     EXPECT_EQ(slideAtB->findByGuid<Note>(note.guid()), sameElementAt<Note>(b, note));
+}
+
+TEST(LiveDocument, ANodeFindsTheDocumentConnectionThatHoldsIt) {
+    LiveSites sites;
+    auto& a = sites.join("a");
+    Note& note = addNote(sites, a);
+    EXPECT_EQ(Tessel::ClientRootInfoNode::findDocumentConnection(note), a.document);
+    Note detached;
+    EXPECT_EQ(Tessel::ClientRootInfoNode::findDocumentConnection(detached), nullptr);
 }
