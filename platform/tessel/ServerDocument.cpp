@@ -47,6 +47,18 @@ bool hasValidSize(ServerNodeTypeDefinition::AttributeDefinition const& definitio
     return isVector(definition.typeCode) ? size % definition.valueSize == 0 : size == definition.valueSize;
 }
 
+/// The operation that gives a client the whole value of an attribute of the node `nodeGuid`.
+Wire::Operation valueOperation(ServerAttribute const& attribute, QByteArray const& nodeGuid) {
+    Wire::AttributeValue value = attribute.encodedValue();
+    Wire::Operation operation;
+    operation.kind = isVector(value.typeCode) ? Wire::OperationKind::SetVector : Wire::OperationKind::SetValue;
+    operation.nodeGuid = nodeGuid;
+    operation.name = std::move(value.name);
+    operation.typeCode = value.typeCode;
+    operation.bytes = std::move(value.bytes);
+    return operation;
+}
+
 QString quoted(QByteArray const& text) {
     return QLatin1Char('\'') + QString::fromUtf8(text) + QLatin1Char('\'');
 }
@@ -252,15 +264,7 @@ std::vector<Wire::Operation> ServerDocument::snapshot() const {
             continue;
         }
         for (auto const& attribute : root->childAttributes()) {
-            Wire::AttributeValue const value = attribute->encodedValue();
-            Wire::Operation operation;
-            operation.kind =
-                isVector(value.typeCode) ? Wire::OperationKind::SetVector : Wire::OperationKind::SetValue;
-            operation.nodeGuid = root->guid();
-            operation.name = value.name;
-            operation.typeCode = value.typeCode;
-            operation.bytes = value.bytes;
-            operations.push_back(std::move(operation));
+            operations.push_back(valueOperation(*attribute, root->guid()));
         }
         for (auto const& child : root->childNodes()) {
             appendSubtree(*child.second, operations);
@@ -296,15 +300,7 @@ void ServerDocument::publish(Wire::Operation const& operation) {
 }
 
 void ServerDocument::publishValue(ServerAttribute const& attribute) {
-    Wire::AttributeValue const value = attribute.encodedValue();
-    Wire::Operation operation;
-    operation.kind =
-        isVector(value.typeCode) ? Wire::OperationKind::SetVector : Wire::OperationKind::SetValue;
-    operation.nodeGuid = attribute.node()->guid();
-    operation.name = value.name;
-    operation.typeCode = value.typeCode;
-    operation.bytes = value.bytes;
-    publish(operation);
+    publish(valueOperation(attribute, attribute.node()->guid()));
 }
 
 void ServerDocument::publishSubtree(ServerNode const& node) {
