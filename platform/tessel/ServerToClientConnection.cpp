@@ -7,9 +7,8 @@
 
 namespace Tessel {
 
-ServerToClientConnection::ServerToClientConnection(TesselServer& server, std::shared_ptr<MessageLink> link,
-                                                   unsigned connectionId)
-    : m_server(server), m_link(std::move(link)), m_connectionId(connectionId) {}
+ServerToClientConnection::ServerToClientConnection(std::shared_ptr<MessageLink> link, unsigned connectionId)
+    : m_link(std::move(link)), m_connectionId(connectionId) {}
 
 ServerToClientConnection::~ServerToClientConnection() = default;
 

@@ -11,13 +11,12 @@ namespace Tessel {
 
 class MessageLink;
 class ServerNode;
-class TesselServer;
 
 /// The server's side of one client's link: who the client is and how to reach it. Made by the server when
 /// a link arrives; gone when the link closes. Used on the server's executor.
 class ServerToClientConnection {
 public:
-    ServerToClientConnection(TesselServer& server, std::shared_ptr<MessageLink> link, unsigned connectionId);
+    ServerToClientConnection(std::shared_ptr<MessageLink> link, unsigned connectionId);
     ServerToClientConnection(ServerToClientConnection const&) = delete;
     ServerToClientConnection& operator=(ServerToClientConnection const&) = delete;
     ~ServerToClientConnection();
@@ -43,7 +42,6 @@ public:
     void close();
 
 private:
-    TesselServer& m_server;
     std::shared_ptr<MessageLink> m_link;
     unsigned m_connectionId;
     unsigned m_userId = 0;

@@ -52,7 +52,7 @@ void TesselServer::accept(std::shared_ptr<MessageLink> link) {
             return;
         }
         unsigned const id = server->m_nextConnectionId++;
-        auto connection = std::make_unique<ServerToClientConnection>(*server, link, id);
+        auto connection = std::make_unique<ServerToClientConnection>(link, id);
         ServerToClientConnection* const raw = connection.get();
         server->m_connections.emplace(id, std::move(connection));
         link->setHandlers(
