@@ -4,12 +4,12 @@
 // writes instead of in a register, as it would in a document.
 
 #include "attributes/AttributeT.hpp"
+#include "bench/BenchReporting.hpp"
 
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
 #include <functional>
-#include <map>
 #include <string>
 
 namespace {
@@ -100,50 +100,15 @@ void attributeWriteOfUnchangedValue(benchmark::State& state) {
 }
 BENCHMARK(attributeWriteOfUnchangedValue);
 
-/// Remembers each benchmark's CPU time per iteration while printing as the console does. CPU time, because
-/// the ratios must not depend on what else the machine runs.
-class RecordingReporter : public benchmark::ConsoleReporter {
-public:
-    void ReportRuns(std::vector<Run> const& runs) override {
-        // With repetitions the median stands for the benchmark; a single run stands for itself.
-        for (Run const& run : runs) {
-            bool const single = run.run_type == Run::RT_Iteration;
-            if (single || run.aggregate_name == "median") {
-                m_nanoseconds[run.run_name.function_name] = run.GetAdjustedCPUTime();
-            }
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    double time(std::string const& name) const {
-        auto const found = m_nanoseconds.find(name);
-        return found == m_nanoseconds.end() ? 0.0 : found->second;
-    }
-
-private:
-    std::map<std::string, double> m_nanoseconds;
-};
-
-void printRatio(RecordingReporter const& reporter, char const* measured, char const* baseline,
-                double target) {
-    double const base = reporter.time(baseline);
-    if (base <= 0 || reporter.time(measured) <= 0) {
-        std::printf("ratio %-32s / %-26s: not measured in this run\n", measured, baseline);
-        return;
-    }
-    double const ratio = reporter.time(measured) / base;
-    std::printf("ratio %-32s / %-26s = %5.2fx  (target at most %.0fx: %s)\n", measured, baseline, ratio,
-                target, ratio <= target ? "met" : "MISSED");
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
-    RecordingReporter reporter;
+    BenchReporting::RecordingReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     std::printf("\n");
-    printRatio(reporter, "attributeWriteOfNewValue", "baselineStoreAndCall", 3.0);
-    printRatio(reporter, "attributeWriteOfUnchangedValue", "baselineCompareAndReturn", 2.0);
+    BenchReporting::printRatio(reporter, "attributeWriteOfNewValue", "baselineStoreAndCall", 3.0);
+    BenchReporting::printRatio(reporter, "attributeWriteOfUnchangedValue", "baselineCompareAndReturn", 2.0);
     std::printf("\nsizes (the four layers are kept inline):\n");
     std::printf("  sizeof(AttributeT<float>)         = %zu bytes\n", sizeof(Basalt::AttributeT<float>));
     std::printf("  sizeof(AttributeT<bool>)          = %zu bytes\n", sizeof(Basalt::AttributeT<bool>));

@@ -4,6 +4,7 @@
 #include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/Trace.hpp"
 
+#include <QMultiHash>
 #include <QSet>
 
 #include <algorithm>
@@ -35,6 +36,14 @@ struct Node::Events {
     }
 };
 
+// Where each attribute of a large node sits in its list, by name. A name is borne by one attribute almost
+// always; when several bear it, the smallest position is the first added.
+struct Node::Index {
+    QMultiHash<QByteArray, std::size_t> positions;
+    // Slots of the list emptied by removals and not yet swept out.
+    std::size_t vacant = 0;
+};
+
 Node::Node() = default;
 
 Node::Node(Node* host, QByteArray const& name) : Attribute(host, name) {}
@@ -44,7 +53,9 @@ Node::~Node() {
     attached.swap(m_attributes);
     m_index.reset();
     for (Entry const& entry : attached) {
-        entry.second->setHostFromNode(nullptr);
+        if (entry.second) {
+            entry.second->setHostFromNode(nullptr);
+        }
     }
 }
 
@@ -57,7 +68,7 @@ ArchiveElement Node::serialize(Archive& archive) const {
         element.setName(QString::fromUtf8(name()));
     }
     element.add(QStringLiteral("type"), QString::fromUtf8(type()));
-    for (Entry const& entry : m_attributes) {
+    for (Entry const& entry : attributes()) {
         if (entry.second->isSerializable()) {
             element.add(entry.second->serialize(archive));
         }
@@ -92,7 +103,7 @@ QByteArray Node::type() const {
 }
 
 bool Node::isChanged() const {
-    for (Entry const& entry : m_attributes) {
+    for (Entry const& entry : attributes()) {
         if (entry.second->isChanged()) {
             return true;
         }
@@ -103,13 +114,17 @@ bool Node::isChanged() const {
 void Node::setAsDefaults() {
     // A child's own listeners may add or remove attributes, so walk by index over what is there now.
     for (std::size_t i = 0; i < m_attributes.size(); ++i) {
-        m_attributes[i].second->setAsDefaults();
+        if (Attribute* const child = m_attributes[i].second) {
+            child->setAsDefaults();
+        }
     }
 }
 
 Attribute* Node::attribute(QByteArray const& name) const {
     if (m_index) {
-        return m_index->value(name, nullptr);
+        auto const namesakes = m_index->positions.equal_range(name);
+        auto const first = std::min_element(namesakes.first, namesakes.second);
+        return first == namesakes.second ? nullptr : m_attributes[*first].second;
     }
     for (Entry const& entry : m_attributes) {
         if (entry.first == name) {
@@ -140,7 +155,11 @@ void Node::addAttribute(Attribute* attribute) {
     attribute->removeHost();
     reserveForOneMore();
     m_attributes.emplace_back(attribute->name(), attribute);
-    indexInsert(attribute->name(), attribute);
+    if (m_index) {
+        m_index->positions.insert(attribute->name(), m_attributes.size() - 1);
+    } else {
+        indexIfLarge();
+    }
     attribute->setHostFromNode(this);
     attributeAdded(attribute);
 }
@@ -155,35 +174,48 @@ void Node::addAttribute(QByteArray const& name, Attribute* attribute) {
 }
 
 bool Node::removeAttribute(Attribute* attribute) {
-    std::size_t const index = indexOf(attribute);
-    if (index == notFound) {
+    std::size_t const position = attribute ? positionOf(attribute, attribute->name()) : notFound;
+    if (position == notFound) {
         return false;
     }
-    detach(index);
+    detach(position);
     attribute->setHostFromNode(nullptr);
     attributeRemoved(attribute);
     return true;
 }
 
+std::vector<Node::Entry> const& Node::attributes() const {
+    compact();
+    return m_attributes;
+}
+
 void Node::forgetAttribute(Attribute* attribute) {
-    std::size_t const index = indexOf(attribute);
-    if (index != notFound) {
-        detach(index);
+    std::size_t const position = positionOf(attribute, attribute->name());
+    if (position != notFound) {
+        detach(position);
     }
 }
 
 void Node::renameAttribute(Attribute* attribute, QByteArray const& oldName) {
-    std::size_t const index = indexOf(attribute);
-    if (index == notFound) {
+    std::size_t const position = positionOf(attribute, oldName);
+    if (position == notFound) {
         return;
     }
-    m_attributes[index].first = attribute->name();
-    // Either name may now lead to another attribute: each goes to the first entry that bears it.
-    indexRefresh(oldName);
-    indexRefresh(attribute->name());
+    m_attributes[position].first = attribute->name();
+    if (m_index) {
+        m_index->positions.remove(oldName, position);
+        m_index->positions.insert(attribute->name(), position);
+    }
 }
 
-std::size_t Node::indexOf(Attribute const* attribute) const {
+std::size_t Node::positionOf(Attribute const* attribute, QByteArray const& name) const {
+    if (m_index) {
+        auto const namesakes = m_index->positions.equal_range(name);
+        auto const found = std::find_if(namesakes.first, namesakes.second, [&](std::size_t position) {
+            return m_attributes[position].second == attribute;
+        });
+        return found == namesakes.second ? notFound : *found;
+    }
     // Members leave in the reverse order of their declaration, so the search starts at the back.
     for (std::size_t i = m_attributes.size(); i-- > 0;) {
         if (m_attributes[i].second == attribute) {
@@ -193,56 +225,60 @@ std::size_t Node::indexOf(Attribute const* attribute) const {
     return notFound;
 }
 
-void Node::detach(std::size_t index) {
-    Entry const entry = m_attributes[index];
-    m_attributes.erase(m_attributes.begin() + static_cast<std::ptrdiff_t>(index));
-    indexErase(entry.first, entry.second);
-}
-
-void Node::indexInsert(QByteArray const& name, Attribute* attribute) {
-    if (!m_index && m_attributes.size() > indexThreshold) {
-        m_index = std::make_unique<QHash<QByteArray, Attribute*>>();
-        m_index->reserve(static_cast<int>(m_attributes.size()));
-        for (Entry const& entry : m_attributes) {
-            if (!m_index->contains(entry.first)) {
-                m_index->insert(entry.first, entry.second);
-            }
-        }
-        return;
-    }
-    if (m_index && !m_index->contains(name)) {
-        m_index->insert(name, attribute);
-    }
-}
-
-void Node::indexErase(QByteArray const& name, Attribute const* attribute) {
+// A small node closes the gap at once. A large one leaves an empty slot, swept out once the empty slots
+// are more than half the list, so that each removal costs the same on average however long the list is.
+void Node::detach(std::size_t position) {
     if (!m_index) {
+        m_attributes.erase(m_attributes.begin() + static_cast<std::ptrdiff_t>(position));
         return;
     }
-    auto const found = m_index->find(name);
-    if (found == m_index->end() || found.value() != attribute) {
-        return;
-    }
-    m_index->erase(found);
-    // Another attribute of the same name, added later, becomes the one that is found.
-    for (Entry const& entry : m_attributes) {
-        if (entry.first == name) {
-            m_index->insert(name, entry.second);
-            return;
+    m_index->positions.remove(m_attributes[position].first, position);
+    if (position + 1 < m_attributes.size()) {
+        m_attributes[position] = Entry();
+        ++m_index->vacant;
+        if (m_index->vacant > m_attributes.size() / 2) {
+            compact();
         }
+        return;
+    }
+    // At the back nothing needs sweeping: the tail goes, with the empty slots before it.
+    m_attributes.pop_back();
+    while (!m_attributes.empty() && !m_attributes.back().second) {
+        m_attributes.pop_back();
+        --m_index->vacant;
     }
 }
 
-void Node::indexRefresh(QByteArray const& name) {
-    if (!m_index) {
+void Node::compact() const {
+    if (!m_index || m_index->vacant == 0) {
         return;
     }
-    m_index->remove(name);
-    for (Entry const& entry : m_attributes) {
-        if (entry.first == name) {
-            m_index->insert(name, entry.second);
-            return;
+    std::vector<std::size_t> moved(m_attributes.size(), notFound);
+    std::size_t kept = 0;
+    for (std::size_t i = 0; i < m_attributes.size(); ++i) {
+        if (!m_attributes[i].second) {
+            continue;
         }
+        if (i != kept) {
+            m_attributes[kept] = std::move(m_attributes[i]);
+        }
+        moved[i] = kept++;
+    }
+    m_attributes.resize(kept);
+    for (auto entry = m_index->positions.begin(); entry != m_index->positions.end(); ++entry) {
+        entry.value() = moved[entry.value()];
+    }
+    m_index->vacant = 0;
+}
+
+void Node::indexIfLarge() {
+    if (m_index || m_attributes.size() <= indexThreshold) {
+        return;
+    }
+    m_index = std::make_unique<Index>();
+    m_index->positions.reserve(static_cast<int>(m_attributes.size()));
+    for (std::size_t i = 0; i < m_attributes.size(); ++i) {
+        m_index->positions.insert(m_attributes[i].first, i);
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <QHash>
 
+#include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -12,6 +13,8 @@ namespace Basalt {
 
 /// An attribute that holds attributes: the tree of a document. It keeps its attributes in order of
 /// addition as pairs of name and pointer; elements are nodes, so the element tree is the attribute tree.
+/// Adding, finding and removing an attribute cost the same however many the node holds, so that taking a
+/// whole tree apart is linear in its size.
 ///
 /// A node owns none of its attributes: members are owned by the object that declares them, and child
 /// elements by the element layer. Destroying a node detaches what is still attached.
@@ -57,8 +60,9 @@ public:
     void addAttribute(QByteArray const& name, Attribute* attribute);
     /// Detaches an attribute (it is not deleted) and calls `attributeRemoved`; false if it isn't here.
     bool removeAttribute(Attribute* attribute);
-    /// The attributes in order of addition.
-    std::vector<Entry> const& attributes() const { return m_attributes; }
+    /// The attributes in order of addition. The reference stays valid until the node next changes. Like
+    /// every use of a node, only on its document's thread: reading may sweep out slots left by removals.
+    std::vector<Entry> const& attributes() const;
 
     /// Declares an outgoing event name.
     void eventAddOut(QByteArray const& name);
@@ -87,21 +91,27 @@ private:
     /// Drops an attribute that is being destroyed, without hooks: the object is half gone.
     void forgetAttribute(Attribute* attribute);
     void renameAttribute(Attribute* attribute, QByteArray const& oldName);
-    std::size_t indexOf(Attribute const* attribute) const;
-    void detach(std::size_t index);
-    void indexInsert(QByteArray const& name, Attribute* attribute);
-    void indexErase(QByteArray const& name, Attribute const* attribute);
-    /// Points the index entry of `name` at the first attribute of that name again.
-    void indexRefresh(QByteArray const& name);
+    /// Where `attribute` is in the list, looked up under `name`, which must be the name its entry bears;
+    /// the largest size_t when it isn't here.
+    std::size_t positionOf(Attribute const* attribute, QByteArray const& name) const;
+    /// Takes the entry at `position` out of the list and the index.
+    void detach(std::size_t position);
+    /// Drops the empty slots that removals left in the list.
+    void compact() const;
+    /// Builds the index once the list passes the size where scanning stops paying.
+    void indexIfLarge();
 
     /// Makes room for one more attribute, growing the list by the node's growth rule.
     void reserveForOneMore();
 
+    struct Index;
     struct Events;
 
-    std::vector<Entry> m_attributes;
-    // A name index, built once a node has many attributes; small nodes scan.
-    std::unique_ptr<QHash<QByteArray, Attribute*>> m_index;
+    // With an index, removals leave empty slots (a null pointer) that `compact` sweeps out: the list is
+    // handed out clean, so sweeping can happen on a read.
+    mutable std::vector<Entry> m_attributes;
+    // Built once a node has many attributes; small nodes scan, and keep no empty slots.
+    std::unique_ptr<Index> m_index;
     std::unique_ptr<Events> m_events;
 };
 

@@ -5,10 +5,12 @@
 #include "platform/cobalt/BinaryData.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "tests/support/CapturedLog.hpp"
+#include "tests/support/Stopwatch.hpp"
 
 #include <QStringList>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -313,6 +315,273 @@ TEST_P(NodeLookup, ReAddedAttributeIsFoundAgain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(FewAndMany, NodeLookup, ::testing::Values(1, 5, 30, 31, 32, 33, 40, 100));
+
+// --- removing, with few attributes (closed up at once) and many (empty slots swept out later)
+
+namespace {
+
+using Names = std::vector<QByteArray>;
+
+Names namesOf(Node const& node) {
+    Names names;
+    for (Node::Entry const& entry : node.attributes()) {
+        EXPECT_NE(entry.second, nullptr) << "attributes() must hand out no empty slot";
+        names.push_back(entry.first);
+    }
+    return names;
+}
+
+class NodeRemoval : public ::testing::TestWithParam<int> {
+protected:
+    // `GetParam()` attributes named a0, a1, ... in order.
+    void SetUp() override {
+        for (int i = 0; i < GetParam(); ++i) {
+            children.push_back(std::make_unique<FloatAttribute>(&node, name(i), static_cast<float>(i)));
+        }
+    }
+
+    static QByteArray name(int i) { return "a" + QByteArray::number(i); }
+    FloatAttribute* child(int i) const { return children[static_cast<std::size_t>(i)].get(); }
+    int count() const { return GetParam(); }
+
+    // The names of the children still attached, in order of addition.
+    Names attachedNames() const {
+        Names names;
+        for (auto const& attribute : children) {
+            if (attribute && attribute->host() == &node) {
+                names.push_back(attribute->name());
+            }
+        }
+        return names;
+    }
+
+    // Every attached child is found under its name and the list is the rest, in order.
+    void expectTheRestInOrder() const {
+        EXPECT_EQ(namesOf(node), attachedNames()) << "the rest must keep its order of addition";
+        for (auto const& attribute : children) {
+            if (attribute && attribute->host() == &node) {
+                EXPECT_EQ(node.attribute(attribute->name()), attribute.get())
+                    << attribute->name().constData();
+            }
+        }
+    }
+
+    std::unique_ptr<RecordingNode> owner = std::make_unique<RecordingNode>();
+    RecordingNode& node = *owner;
+    std::vector<std::unique_ptr<FloatAttribute>> children;
+};
+
+} // namespace
+
+TEST_P(NodeRemoval, RemovingInTheMiddleKeepsTheOrderOfTheRest) {
+    int const middle = count() / 2;
+    EXPECT_TRUE(node.removeAttribute(child(middle)));
+    EXPECT_EQ(node.attribute(name(middle)), nullptr);
+    EXPECT_EQ(node.removed, std::vector<Attribute*>{child(middle)});
+    expectTheRestInOrder();
+}
+
+TEST_P(NodeRemoval, RemovingAtTheFrontAndAtTheBackKeepsTheOrderOfTheRest) {
+    EXPECT_TRUE(node.removeAttribute(child(0)));
+    EXPECT_TRUE(node.removeAttribute(child(count() - 1)));
+    EXPECT_EQ(node.attribute(name(0)), nullptr);
+    EXPECT_EQ(node.attribute(name(count() - 1)), nullptr);
+    expectTheRestInOrder();
+}
+
+TEST_P(NodeRemoval, RemovingMostAttributesOneByOneKeepsTheOrderOfTheRest) {
+    // Every attribute but each third one, front to back: past half of the list, so empty slots are swept.
+    for (int i = 0; i < count(); ++i) {
+        if (i % 3 != 1) {
+            ASSERT_TRUE(node.removeAttribute(child(i))) << i;
+        }
+    }
+    expectTheRestInOrder();
+    EXPECT_EQ(node.removed.size(), static_cast<std::size_t>(count() - (count() + 1) / 3));
+}
+
+TEST_P(NodeRemoval, DestroyingAttributesKeepsTheOrderOfTheRestWithoutHooks) {
+    for (int i = 0; i < count(); i += 2) {
+        children[static_cast<std::size_t>(i)].reset();
+    }
+    expectTheRestInOrder();
+    EXPECT_TRUE(node.removed.empty()) << "a destroyed attribute must not reach the hook";
+}
+
+TEST_P(NodeRemoval, AttributesAddedAfterRemovalsComeLast) {
+    node.removeAttribute(child(count() - 1));
+    node.removeAttribute(child(0));
+    FloatAttribute late(&node, "late", 0.0f);
+    node.addAttribute(child(0));
+    Names expected = attachedNames();
+    expected.erase(std::find(expected.begin(), expected.end(), name(0)));
+    expected.push_back("late");
+    expected.push_back(name(0));
+    EXPECT_EQ(namesOf(node), expected) << "a re-added attribute joins at the back";
+    EXPECT_EQ(node.attribute("late"), &late);
+    EXPECT_EQ(node.attribute(name(0)), child(0));
+}
+
+TEST_P(NodeRemoval, RemovingTheSameAttributeTwiceReportsFalseTheSecondTime) {
+    FloatAttribute* const removed = child(count() / 2);
+    EXPECT_TRUE(node.removeAttribute(removed));
+    EXPECT_FALSE(node.removeAttribute(removed));
+    EXPECT_FALSE(node.removeAttribute(nullptr));
+    EXPECT_EQ(node.removed, std::vector<Attribute*>{removed}) << "the hook is called once";
+    expectTheRestInOrder();
+}
+
+TEST_P(NodeRemoval, TheFirstOfThreeNamesakesIsFoundAfterEachRemoval) {
+    // Namesakes at the front, in the middle and at the back: the earliest attached one is found.
+    FloatAttribute front(nullptr, "twin", 1.0f);
+    FloatAttribute middle(nullptr, "twin", 2.0f);
+    FloatAttribute back(nullptr, "twin", 3.0f);
+    node.addAttribute(&front);
+    for (int i = 0; i < count() / 2; ++i) {
+        node.removeAttribute(child(i));
+        node.addAttribute(child(i));
+    }
+    node.addAttribute(&middle);
+    node.addAttribute(&back);
+    EXPECT_EQ(node.attribute("twin"), &front);
+    node.removeAttribute(&middle);
+    EXPECT_EQ(node.attribute("twin"), &front) << "removing a later namesake leaves the first found";
+    node.removeAttribute(&front);
+    EXPECT_EQ(node.attribute("twin"), &back);
+    node.addAttribute(&front);
+    EXPECT_EQ(node.attribute("twin"), &back) << "a re-added namesake comes after the one still here";
+    node.removeAttribute(&back);
+    EXPECT_EQ(node.attribute("twin"), &front);
+}
+
+TEST_P(NodeRemoval, NamesakesKeepTheirOrderWhenEmptySlotsAreSwept) {
+    FloatAttribute first(&node, "twin", 1.0f);
+    FloatAttribute second(&node, "twin", 2.0f);
+    for (int i = 0; i < count(); ++i) {
+        node.removeAttribute(child(i));
+    }
+    EXPECT_EQ(namesOf(node), (Names{"twin", "twin"}));
+    EXPECT_EQ(node.attribute("twin"), &first);
+    node.removeAttribute(&first);
+    EXPECT_EQ(node.attribute("twin"), &second);
+}
+
+TEST_P(NodeRemoval, RenamingAfterRemovalsFindsTheAttributeUnderItsNewNameOnly) {
+    node.removeAttribute(child(0));
+    FloatAttribute* const renamed = child(count() - 1);
+    renamed->setName("renamed");
+    EXPECT_EQ(node.attribute("renamed"), renamed);
+    EXPECT_EQ(node.attribute(name(count() - 1)), nullptr);
+    child(1 % count())->setName(name(0));
+    expectTheRestInOrder();
+}
+
+// A host-change listener hears the removal after the node let the attribute go, and may remove more.
+TEST_P(NodeRemoval, HostChangeListenerSeesTheRestAndMayRemoveAnotherAttribute) {
+    FloatAttribute* const first = child(0);
+    FloatAttribute* const last = child(count() - 1);
+    Names seenByListener;
+    Node* hostSeen = &node;
+    first->addListener(
+        [&] {
+            hostSeen = first->host();
+            seenByListener = namesOf(node);
+            node.removeAttribute(last);
+        },
+        Attribute::ROLE_HOST_CHANGE);
+    ASSERT_TRUE(node.removeAttribute(first));
+    EXPECT_EQ(hostSeen, nullptr) << "the listener reads a null host";
+    Names expectedSeen = attachedNames();
+    expectedSeen.push_back(name(count() - 1));
+    EXPECT_EQ(seenByListener, expectedSeen) << "the listener sees the list without the removed attribute";
+    EXPECT_EQ(node.removed, (std::vector<Attribute*>{last, first}))
+        << "the nested removal's hook runs first, as it finishes first";
+    expectTheRestInOrder();
+}
+
+// A delete listener runs while the dying attribute is still attached; it may destroy a sibling.
+TEST_P(NodeRemoval, DeleteListenerSeesTheDyingAttributeAndMayDestroyASibling) {
+    auto sibling = std::make_unique<FloatAttribute>(&node, "sibling", 0.0f);
+    FloatAttribute* const dying = child(count() / 2);
+    bool stillListed = false;
+    dying->addListener(
+        [&] {
+            stillListed = node.attribute(dying->name()) == dying;
+            sibling.reset();
+            children[0].reset();
+        },
+        Attribute::ROLE_DELETE);
+    children[static_cast<std::size_t>(count() / 2)].reset();
+    EXPECT_TRUE(stillListed) << "the dying attribute is still found while its delete listeners run";
+    expectTheRestInOrder();
+    EXPECT_TRUE(node.removed.empty());
+}
+
+TEST_P(NodeRemoval, DestroyingTheNodeAfterRemovalsDetachesEachRemainingChildOnce) {
+    std::vector<int> hostChanges(static_cast<std::size_t>(count()), 0);
+    for (int i = 0; i < count(); ++i) {
+        child(i)->addListener([&hostChanges, i] { ++hostChanges[static_cast<std::size_t>(i)]; },
+                              Attribute::ROLE_HOST_CHANGE);
+    }
+    for (int i = 1; i < count(); i += 3) {
+        node.removeAttribute(child(i));
+    }
+    std::vector<int> expected(hostChanges);
+    for (int i = 0; i < count(); ++i) {
+        expected[static_cast<std::size_t>(i)] += child(i)->host() == &node ? 1 : 0;
+    }
+    owner.reset();
+    EXPECT_EQ(hostChanges, expected) << "each child still attached hears once that its host is gone";
+    for (auto const& attribute : children) {
+        EXPECT_EQ(attribute->host(), nullptr);
+    }
+}
+
+TEST_P(NodeRemoval, SerializingAndSettingDefaultsSkipTheRemoved) {
+    for (int i = 0; i < count(); i += 2) {
+        node.removeAttribute(child(i));
+    }
+    for (auto const& attribute : children) {
+        *attribute = 100.0f;
+    }
+    EXPECT_EQ(node.isChanged(), !attachedNames().empty());
+    Archive archive;
+    QStringList written = childNames(node.serialize(archive));
+    QStringList expected;
+    for (QByteArray const& attached : attachedNames()) {
+        expected << QString::fromLatin1(attached);
+    }
+    EXPECT_EQ(written, expected);
+    node.setAsDefaults();
+    EXPECT_FALSE(node.isChanged()) << "every attached child was reached";
+    EXPECT_TRUE(child(0)->isChanged()) << "a removed child is left alone";
+}
+
+INSTANTIATE_TEST_SUITE_P(FewAndMany, NodeRemoval, ::testing::Values(2, 5, 33, 40, 1000));
+
+// Removal costs the same however long the list is: quadratic work on these sizes would take minutes.
+TEST(NodeRemovalScale, RemovingTenThousandOfAHundredThousandAttributesOneByOneIsFast) {
+    constexpr int count = 100000;
+    RecordingNode node;
+    std::vector<std::unique_ptr<Attribute>> children;
+    for (int i = 0; i < count; ++i) {
+        children.push_back(std::make_unique<Attribute>());
+        node.addAttribute("child" + QByteArray::number(i), children.back().get());
+    }
+    double const seconds = TestSupport::secondsTaken([&] {
+        for (int i = 0; i < count; i += 10) {
+            node.removeAttribute(children[static_cast<std::size_t>(i)].get());
+        }
+        for (int i = 5; i < count; i += 10) {
+            children[static_cast<std::size_t>(i)].reset();
+        }
+    });
+    EXPECT_LT(seconds, 5.0) << "removing 20 000 attributes must be linear work";
+    EXPECT_EQ(node.attributes().size(), static_cast<std::size_t>(count - count / 5));
+    EXPECT_EQ(node.removed.size(), static_cast<std::size_t>(count / 10));
+    EXPECT_EQ(node.attribute("child1"), children[1].get());
+    EXPECT_EQ(node.attribute("child10"), nullptr);
+}
 
 // --- archives
 

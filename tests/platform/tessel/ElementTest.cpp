@@ -2,11 +2,15 @@
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/Uuid.hpp"
+#include "tests/support/Stopwatch.hpp"
 #include "tests/support/TestExecutors.hpp"
 
 #include <gtest/gtest.h>
 
 #include <QRegularExpression>
+
+#include <memory>
+#include <vector>
 
 namespace {
 
@@ -91,6 +95,29 @@ TEST(Element, DestroyingAnElementDestroysItsChildElements) {
     child->addListener([&childDeleted] { childDeleted = true; }, Basalt::Attribute::ROLE_DELETE);
     delete root;
     EXPECT_TRUE(childDeleted);
+}
+
+// Taking a large tree apart is linear work: quadratic work on these sizes would take minutes.
+TEST(Element, DestroyingAHundredThousandChildElementsAndDeletingTenThousandOneByOneAreFast) {
+    constexpr int count = 100000;
+    auto root = std::make_unique<Tessel::Element>();
+    std::vector<Tessel::Element*> children;
+    for (int i = 0; i < count; ++i) {
+        children.push_back(addChild(*root, new Tessel::Element()));
+    }
+    int deleted = 0;
+    children.back()->addListener([&deleted] { ++deleted; }, Basalt::Attribute::ROLE_DELETE);
+    double const oneByOne = TestSupport::secondsTaken([&] {
+        for (int i = 0; i < count; i += 10) {
+            delete children[static_cast<std::size_t>(i)];
+        }
+    });
+    EXPECT_LT(oneByOne, 5.0) << "deleting 10 000 child elements one by one must be linear work";
+    ASSERT_EQ(root->attributes().size(), static_cast<std::size_t>(count - count / 10));
+    EXPECT_EQ(root->attributes().front().second, children[1]) << "the rest keeps its order";
+    double const whole = TestSupport::secondsTaken([&] { root.reset(); });
+    EXPECT_LT(whole, 5.0) << "destroying an element with 90 000 children must be linear work";
+    EXPECT_EQ(deleted, 1) << "the last child heard its deletion once";
 }
 
 TEST(DocumentConnection, ElementsFindTheirDocumentThroughTheirRoot) {
