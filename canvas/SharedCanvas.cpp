@@ -65,11 +65,10 @@ std::shared_ptr<Tessel::ElementFactory> buildCanvasFactory() {
     auto const containerGroups = lockGroup(movement); // the same keys, but an object of its own
     auto const noteGroups = lockGroup(movement + QVector<QByteArray>{"text"});
     auto const assetGroups = lockGroup(movement + QVector<QByteArray>{"model-yaw", "model-pitch"});
-    std::shared_ptr<Tessel::AttributeGroups> const none;
 
     auto factory = std::make_shared<Tessel::ElementFactory>();
     factory->addFactory<Anchor>("tavola_anchor", movementGroups);
-    factory->addFactory<Annotation>("tavola_annotation", none);
+    factory->addFactory<Annotation>("tavola_annotation", nullptr);
     factory->addFactory<Browser>("tavola_browser", containerGroups);
     factory->addFactory<Bookmark>("tavola_bookmark", containerGroups);
     factory->addFactory<BookmarkContainer>("tavola_bookmark_container", containerGroups);
@@ -88,20 +87,20 @@ std::shared_ptr<Tessel::ElementFactory> buildCanvasFactory() {
     factory->addFactory<VideoOutputAnchor>("tavola_video_output_anchor", movementGroups);
     factory->addFactory<VideoOutputMap>("tavola_video_output_map", movementGroups);
     factory->addFactory<VideoOutputSink>("tavola_video_output_sink", movementGroups);
-    factory->addFactory<PresentationContainer>("tavola_presentation_container", none);
-    factory->addFactory<Presentation>("tavola_presentation", none);
-    factory->addFactory<PresentationSlide>("tavola_presentation_slide", none);
-    factory->addFactory<CanvasBackground>("tavola_canvas_background", none);
+    factory->addFactory<PresentationContainer>("tavola_presentation_container", nullptr);
+    factory->addFactory<Presentation>("tavola_presentation", nullptr);
+    factory->addFactory<PresentationSlide>("tavola_presentation_slide", nullptr);
+    factory->addFactory<CanvasBackground>("tavola_canvas_background", nullptr);
     factory->addFactory<RdpConnection>("tavola_rdp_connection", movementGroups);
     factory->addFactory<Connector>("tavola_connector", movementGroups);
-    factory->addFactory<ConnectorContainer>("tavola_connector_container", none);
+    factory->addFactory<ConnectorContainer>("tavola_connector_container", nullptr);
     factory->setTransientRoot<TransientRoot>("node");
-    factory->addFactory<Connection>("tavola_connection", none);
-    factory->addFactory<Leadership>("tavola_leadership", none);
-    factory->addFactory<Interaction>("tavola_interaction", none);
-    factory->addFactory<View>("tavola_view", none);
-    factory->addFactory<FolderItem>("tavola_folder_item", none);
-    factory->addFactory<Folder>("tavola_folder", none);
+    factory->addFactory<Connection>("tavola_connection", nullptr);
+    factory->addFactory<Leadership>("tavola_leadership", nullptr);
+    factory->addFactory<Interaction>("tavola_interaction", nullptr);
+    factory->addFactory<View>("tavola_view", nullptr);
+    factory->addFactory<FolderItem>("tavola_folder_item", nullptr);
+    factory->addFactory<Folder>("tavola_folder", nullptr);
     return factory;
 }
 

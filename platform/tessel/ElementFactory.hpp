@@ -6,6 +6,7 @@
 
 #include <QByteArray>
 
+#include <cstddef>
 #include <map>
 #include <memory>
 
@@ -27,6 +28,12 @@ public:
     bool addFactory(QByteArray const& key, std::shared_ptr<AttributeGroups> groups) {
         return addFactory<T>(
             key, [] { return new T(); }, std::move(groups));
+    }
+    /// `nullptr` for the groups means no groups. Without this overload such a call would be ambiguous, as
+    /// `nullptr` would do for the maker of `ObjectFactoryT::addFactory` too.
+    template <typename T>
+    bool addFactory(QByteArray const& key, std::nullptr_t) {
+        return addFactory<T>(key, std::shared_ptr<AttributeGroups>());
     }
     /// The same with a maker of its own, for a class without a default constructor.
     template <typename T>

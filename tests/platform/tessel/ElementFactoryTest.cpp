@@ -60,6 +60,23 @@ TEST(ElementFactory, GroupsAreStoredUnderTheirKeyAndAbsentElsewhere) {
     EXPECT_EQ(groups->group().keys(), QVector<QByteArray>{"depth"});
 }
 
+TEST(ElementFactory, NullGroupsRegisterTheClassWithoutGroups) {
+    Tessel::ElementFactory factory;
+    ASSERT_TRUE(factory.addFactory<Circle>("circle", nullptr));
+    std::unique_ptr<Tessel::Element> made(factory.create("circle"));
+    ASSERT_TRUE(made) << "nullptr stands for the groups, not for the maker";
+    EXPECT_EQ(typeid(*made), typeid(Circle));
+    EXPECT_EQ(factory.findAttributeGroupsForType("circle"), nullptr);
+}
+
+TEST(ElementFactory, NullGroupsLeaveTheGroupsOfATakenKey) {
+    Tessel::ElementFactory factory;
+    auto const groups = std::make_shared<Tessel::AttributeGroups>();
+    ASSERT_TRUE(factory.addFactory<Shape>("shape", groups));
+    EXPECT_FALSE(factory.addFactory<Circle>("shape", nullptr)) << "the key is taken";
+    EXPECT_EQ(factory.findAttributeGroupsForType("shape"), groups) << "no groups replace none";
+}
+
 TEST(ElementFactory, TransientRootOnATakenKeyOnlyNamesTheClass) {
     Tessel::ElementFactory factory;
     factory.setTransientRoot<Root>("node");
