@@ -11,6 +11,7 @@ packages=(
     libbenchmark-dev
     postgresql
     clang-format
+    clang
 )
 
 missing=()

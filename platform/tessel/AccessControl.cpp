@@ -9,9 +9,16 @@ namespace Tessel {
 
 namespace {
 
-constexpr QLatin1String s_userPrefix("user");
-constexpr QLatin1String s_groupPrefix("group");
-constexpr QLatin1String s_restrictedToken("restricted");
+// QLatin1String's constructor from a bare pointer measures the text with strlen, which clang refuses in a
+// constant expression; the length of a literal is known.
+template <int N>
+constexpr QLatin1String latin1(char const (&text)[N]) {
+    return QLatin1String(text, N - 1);
+}
+
+constexpr QLatin1String s_userPrefix = latin1("user");
+constexpr QLatin1String s_groupPrefix = latin1("group");
+constexpr QLatin1String s_restrictedToken = latin1("restricted");
 
 void appendEntries(QStringList& tokens, QLatin1String prefix, QMap<int, PermissionWithDepth> const& entries) {
     for (auto entry = entries.cbegin(); entry != entries.cend(); ++entry) {
