@@ -80,6 +80,12 @@ public:
         return true;
     }
     void clear() { setValues({}); }
+    /// Empties the list, reporting it like `clear`, unless it is empty already.
+    void clearBeforeRestore() override {
+        if (!m_values.empty()) {
+            clear();
+        }
+    }
 
     /// An element named after the attribute ("AttributeVectorContainer" without a name), with one child
     /// per value. Children the archive refuses are left out.

@@ -31,22 +31,27 @@ std::unique_ptr<Datamodel::SharedCanvas> canvasOfNotes(std::vector<Tessel::Eleme
     return canvas;
 }
 
+// Runs `work` with the clock stopped: set-up and clean-up of a measured step.
+template <typename Work>
+void untimed(benchmark::State& state, Work&& work) {
+    state.PauseTiming();
+    work();
+    state.ResumeTiming();
+}
+
 void buildCanvasOfNotes(benchmark::State& state) {
     for (auto _ : state) {
         auto canvas = canvasOfNotes();
         benchmark::DoNotOptimize(canvas.get());
-        state.PauseTiming();
-        canvas.reset();
-        state.ResumeTiming();
+        untimed(state, [&] { canvas.reset(); });
     }
 }
 BENCHMARK(buildCanvasOfNotes)->Unit(benchmark::kMillisecond)->Iterations(3);
 
 void destroyCanvasOfNotes(benchmark::State& state) {
     for (auto _ : state) {
-        state.PauseTiming();
-        auto canvas = canvasOfNotes();
-        state.ResumeTiming();
+        std::unique_ptr<Datamodel::SharedCanvas> canvas;
+        untimed(state, [&] { canvas = canvasOfNotes(); });
         canvas.reset();
     }
 }
@@ -55,20 +60,22 @@ BENCHMARK(destroyCanvasOfNotes)->Unit(benchmark::kMillisecond)->Iterations(3);
 // Every tenth note, front to back, so that the deletions spread over the whole list.
 void deleteNotesOneByOne(benchmark::State& state) {
     for (auto _ : state) {
-        state.PauseTiming();
         std::vector<Tessel::Element*> notes;
-        auto canvas = canvasOfNotes(&notes);
-        std::size_t const childrenBefore = canvas->attributes().size();
-        state.ResumeTiming();
+        std::unique_ptr<Datamodel::SharedCanvas> canvas;
+        std::size_t childrenBefore = 0;
+        untimed(state, [&] {
+            canvas = canvasOfNotes(&notes);
+            childrenBefore = canvas->attributes().size();
+        });
         for (int i = 0; i < notesDeleted; ++i) {
             delete notes[static_cast<std::size_t>(i) * (notesOnCanvas / notesDeleted)];
         }
-        state.PauseTiming();
-        if (canvas->attributes().size() != childrenBefore - notesDeleted) {
-            state.SkipWithError("every deleted note must leave the canvas");
-        }
-        canvas.reset();
-        state.ResumeTiming();
+        untimed(state, [&] {
+            if (canvas->attributes().size() != childrenBefore - notesDeleted) {
+                state.SkipWithError("every deleted note must leave the canvas");
+            }
+            canvas.reset();
+        });
     }
 }
 BENCHMARK(deleteNotesOneByOne)->Unit(benchmark::kMillisecond)->Iterations(3);

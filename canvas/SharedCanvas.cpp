@@ -114,8 +114,7 @@ Child* childAs(Basalt::Node const& root, char const* name) {
 SharedCanvas::SharedCanvas()
     : CanvasItem(Tessel::Element::Flags::fromBits(1)), anchorIds(this, "anchor-ids"),
       annotationColorPresets(this, "annotation-color-presets"),
-      // The constructor fills this list, so a stored list must replace it when read, not follow it.
-      noteBackgroundColorPresets(this, "note-background-color-presets", true),
+      noteBackgroundColorPresets(this, "note-background-color-presets"),
       noteTextColorPresets(this, "note-text-color-presets"),
       connectorColorPresets(this, "connector-color-presets"),
       resetColorPresetsRequest(this, "reset-color-presets-request", 0) {

@@ -99,6 +99,7 @@ bool Attribute::isChanged() const {
     return false;
 }
 void Attribute::clearValue(Layer) {}
+void Attribute::clearBeforeRestore() {}
 bool Attribute::handleShorthand(StyleValue const&, Cobalt::ArrayMap<Attribute*, StyleValue>&) {
     return false;
 }

@@ -98,6 +98,10 @@ public:
     virtual void copyValueFromLayer(Layer from, Layer to);
     virtual bool isChanged() const;
     virtual void clearValue(Layer layer);
+    /// Called by an archive reader just before it hands the attribute a stored value that must take the
+    /// place of what it holds. A list empties itself here, as reading a list appends to it; the base does
+    /// nothing, since reading a single value replaces it anyway.
+    virtual void clearBeforeRestore();
     /// Splits a shorthand value over component attributes; false if this attribute has none.
     virtual bool handleShorthand(StyleValue const& value, Cobalt::ArrayMap<Attribute*, StyleValue>& parts);
     /// True for every special layer (above LAYER_COUNT).

@@ -163,10 +163,22 @@ private:
                 values.add(*child);
             }
         }
+        clearBeforeRestore(element, values);
         if (values.childCount() > 0 && !element.deserialize(values)) {
             m_problems.add(QStringLiteral("Element '%1' (%2) refused some of its stored values; they keep "
                                           "the values they had")
                                .arg(path, QString::fromUtf8(storedKey(entry))));
+        }
+    }
+
+    // A stored value takes the place of what the element holds, whatever its constructor put there: a list
+    // would otherwise be read after the values it already has. Nested nodes alike.
+    static void clearBeforeRestore(Basalt::Attribute& target, Basalt::ArchiveElement const& stored) {
+        for (auto child = stored.children(); child; ++child) {
+            if (Basalt::Attribute* const attribute = target.attribute(child->name().toUtf8())) {
+                attribute->clearBeforeRestore();
+                clearBeforeRestore(*attribute, *child);
+            }
         }
     }
 

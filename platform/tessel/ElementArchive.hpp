@@ -23,11 +23,13 @@ namespace Tessel {
 ///
 /// Reading makes each element with the factory, gives it the stored guid and name, hands its stored values
 /// to its `deserialize` (so they land on LAYER_USER, and values the element doesn't declare go to its
-/// `readElement`), and then makes its child elements in the stored order. Each child joins its host with
-/// `addAttribute` before its own values and children are read, the order in which a live document
-/// arrives, so listeners that reach through the host hear of the values as they come. Element flags are not
-/// stored: the class gives them. An element whose constructor made child elements of its own would get the
-/// stored ones beside them.
+/// `readElement`), and then makes its child elements in the stored order. Each stored value takes the place
+/// of what the element held: every attribute with a stored value gets `Basalt::Attribute::clearBeforeRestore`
+/// first, so a stored list replaces the list a constructor filled instead of following it. Each child joins
+/// its host with `addAttribute` before its own values and children are read, the order in which a live
+/// document arrives, so listeners that reach through the host hear of the values as they come. Element flags
+/// are not stored: the class gives them. An element whose constructor made child elements of its own would
+/// get the stored ones beside them.
 ///
 /// Nothing is lost without a word. Every element that can't be written or rebuilt is left out with
 /// everything below it, logged as a warning through `Cobalt::Trace` and named in the optional `error` text,

@@ -325,6 +325,30 @@ TEST(AttributeVectorContainer, ReplacingTheWholeListReportsTheListWithKeyZero) {
     EXPECT_EQ(log.events, (Events{{AttributeEvent::LIST_CHANGED, 0ul}, {AttributeEvent::LIST_CHANGED, 0ul}}));
 }
 
+// Each row: whether the container replaces on deserialize, the list before, and whether it is reported.
+TEST(AttributeVectorContainer, ClearBeforeRestoreEmptiesTheListAndReportsOnlyARealChange) {
+    struct Row {
+        bool clearOnDeserialize;
+        std::vector<int> before;
+        bool reported;
+    } const rows[] = {
+        {false, {1, 2}, true},
+        {false, {}, false},
+        {true, {3}, true},
+        {true, {}, false},
+    };
+    for (Row const& row : rows) {
+        AttributeVectorContainer<int> container(nullptr, "list", row.clearOnDeserialize);
+        container.setValues(row.before);
+        EventLog log(container);
+        Basalt::Attribute& attribute = container;
+        attribute.clearBeforeRestore();
+        EXPECT_TRUE(container.values().empty()) << "a list of " << row.before.size();
+        Events const expected = row.reported ? Events{{AttributeEvent::LIST_CHANGED, 0ul}} : Events{};
+        EXPECT_EQ(log.events, expected) << "a list of " << row.before.size();
+    }
+}
+
 TEST(AttributeVectorContainer, ListenersHearOnlyTheTypesTheyAskedFor) {
     AttributeVectorContainer<int> container(nullptr, "list");
     std::vector<unsigned long> removed;

@@ -4,8 +4,11 @@
 #include "canvas/Connector.hpp"
 #include "canvas/Folder.hpp"
 #include "canvas/Presentation.hpp"
+#include "platform/basalt/Archive.hpp"
 
 #include <gtest/gtest.h>
+
+#include <vector>
 
 using Datamodel::SharedCanvas;
 
@@ -86,6 +89,46 @@ TEST(SharedCanvas, RemoveNullAnchorIdsDropsZerosAndReportsOnlyARealChange) {
         EXPECT_EQ(canvas.anchorIds.values(), row.after);
         EXPECT_EQ(events, row.events) << "list of " << row.before.size();
     }
+}
+
+namespace {
+
+using ColorList = Basalt::AttributeVectorContainer<Cobalt::ColorPMA>;
+
+std::vector<ColorList*> colorLists(SharedCanvas& canvas) {
+    return {&canvas.annotationColorPresets, &canvas.noteBackgroundColorPresets, &canvas.noteTextColorPresets,
+            &canvas.connectorColorPresets};
+}
+
+} // namespace
+
+// Only an annotation's points replace on read; the canvas's lists append like other lists. Reading a stored
+// document whole (ElementArchive) is what replaces them.
+TEST(SharedCanvas, DeserializeAppendsToEveryListOfTheCanvas) {
+    Cobalt::ColorPMA const stored(0.5f, 0.25f, 0.0f, 1.0f);
+    SharedCanvas written;
+    written.anchorIds.setValues({4L});
+    for (ColorList* list : colorLists(written)) {
+        list->setValues({stored});
+    }
+    Basalt::Archive archive;
+    Basalt::ArchiveElement const element = written.serialize(archive);
+
+    SharedCanvas read;
+    read.anchorIds.setValues({3L});
+    std::vector<std::vector<Cobalt::ColorPMA>> expected;
+    for (ColorList const* list : colorLists(read)) {
+        expected.push_back(list->values());
+        expected.back().push_back(stored);
+    }
+    read.deserialize(element);
+    EXPECT_EQ(read.anchorIds.values(), (std::vector<long>{3L, 4L}));
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(colorLists(read)[i]->values(), expected[i]) << colorLists(read)[i]->name().constData();
+    }
+    EXPECT_EQ(read.noteBackgroundColorPresets.size(),
+              SharedCanvas::noteBackgroundPresetsDefaults().size() + 1)
+        << "the stored colour follows the six a new canvas starts with";
 }
 
 TEST(SharedCanvas, FileSuffixWithADotIsTheDotAndTheSuffix) {

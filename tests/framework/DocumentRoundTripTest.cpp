@@ -446,20 +446,32 @@ TEST(DocumentRoundTrip, TheTestDocumentsHoldEveryKeyOfTheirFactories) {
     EXPECT_EQ(used.size(), 3u) << "three document types: canvas, client state, personal folder";
 }
 
-TEST(DocumentRoundTrip, ACanvasReadBackHasItsNoteBackgroundPresetsAsStoredInPlaceOfTheNewCanvasDefaults) {
+// Lists append when deserialised, and a new canvas starts with six note background colours: reading a
+// stored canvas must still give exactly the stored lists, neither following the defaults nor doubled.
+TEST(DocumentRoundTrip, ACanvasReadBackHoldsExactlyItsStoredListsInPlaceOfTheNewCanvasDefaults) {
     std::shared_ptr<ElementFactory> const factory = Datamodel::SharedCanvas::elementFactory();
     std::vector<std::vector<Cobalt::ColorPMA>> const storedLists = {
         {Cobalt::ColorPMA(0.5f, 0.25f, 0.0f, 1.0f), Cobalt::ColorPMA(0.0f, 0.0f, 0.0f, 1.0f)},
         {},
     };
+    auto const colorLists = [](Datamodel::SharedCanvas& canvas) {
+        return std::vector<Basalt::AttributeVectorContainer<Cobalt::ColorPMA>*>{
+            &canvas.annotationColorPresets, &canvas.noteBackgroundColorPresets, &canvas.noteTextColorPresets,
+            &canvas.connectorColorPresets};
+    };
     for (std::vector<Cobalt::ColorPMA> const& stored : storedLists) {
         SCOPED_TRACE(stored.size());
         Datamodel::SharedCanvas canvas;
-        canvas.noteBackgroundColorPresets.setValues(stored);
-        std::unique_ptr<Element> const read = throughText(canvas, *factory);
-        auto const* readCanvas = dynamic_cast<Datamodel::SharedCanvas const*>(read.get());
+        for (auto* list : colorLists(canvas)) {
+            list->setValues(stored);
+        }
+        canvas.anchorIds.setValues(std::vector<long>(stored.size(), 9L));
+        std::unique_ptr<Element> read = throughText(canvas, *factory);
+        auto* readCanvas = dynamic_cast<Datamodel::SharedCanvas*>(read.get());
         ASSERT_NE(readCanvas, nullptr);
-        EXPECT_EQ(readCanvas->noteBackgroundColorPresets.values(), stored)
-            << "the stored list replaces the six colours a new canvas starts with";
+        for (auto const* list : colorLists(*readCanvas)) {
+            EXPECT_EQ(list->values(), stored) << list->name().constData() << ": the stored list, once";
+        }
+        EXPECT_EQ(readCanvas->anchorIds.values(), std::vector<long>(stored.size(), 9L));
     }
 }

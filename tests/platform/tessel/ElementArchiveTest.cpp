@@ -1,6 +1,7 @@
 #include "platform/tessel/ElementArchive.hpp"
 
 #include "attributes/AttributeT.hpp"
+#include "attributes/AttributeVectorContainer.hpp"
 #include "platform/basalt/Archive.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/ElementFactory.hpp"
@@ -54,6 +55,20 @@ public:
     Basalt::AttributeT<int> count;
     QStringList addedChildren;
     QStringList unknownValues;
+};
+
+// Lists that its constructor fills, one of them in a plain node of its own, beside a single value.
+class Palette : public Element {
+public:
+    Palette()
+        : colors(this, "colors"), inner(this, "inner"), sizes(&inner, "sizes"), weight(this, "weight", 1.0f) {
+        colors.setValues({1, 2, 3});
+        sizes.setValues({4});
+    }
+    Basalt::AttributeVectorContainer<int> colors;
+    Basalt::Node inner;
+    Basalt::AttributeVectorContainer<int> sizes;
+    Basalt::AttributeT<float> weight;
 };
 
 // Classes that the test factory doesn't know: one of nobody's, and one that a newer release has.
@@ -465,6 +480,48 @@ TEST_F(ElementArchiveWarnings, AnElementThatRefusesAStoredValueIsKeptAndTheRefus
     EXPECT_EQ(shape.label.value(), QStringLiteral("read anyway")) << "the other values are read all the same";
     EXPECT_TRUE(error.contains(QStringLiteral("'s' (test_shape) refused"))) << error.toStdString();
     EXPECT_EQ(warnings().size(), 1u);
+}
+
+// Each row: the lists stored. Reading appends to a list, so only replacing first gives back what was stored.
+TEST(ElementArchive, StoredListsTakeThePlaceOfTheListsTheConstructorFilled) {
+    struct Row {
+        std::vector<int> colors;
+        std::vector<int> sizes;
+    } const rows[] = {
+        {{7, 8}, {9}},
+        {{}, {}},
+        {{1, 2, 3}, {4}},
+    };
+    Tessel::ElementFactory factory;
+    factory.addFactory<Palette>("test_palette", nullptr);
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.colors.size());
+        Palette written;
+        written.colors.setValues(row.colors);
+        written.sizes.setValues(row.sizes);
+        written.weight = 2.0f;
+        Archive archive(userLayerOnly);
+        std::unique_ptr<Element> const read = ElementArchive::readElementTree(
+            ElementArchive::writeElementTree(written, factory, archive), factory);
+        auto const* palette = dynamic_cast<Palette const*>(read.get());
+        ASSERT_NE(palette, nullptr);
+        EXPECT_EQ(palette->colors.values(), row.colors) << "the stored list, not the constructor's and it";
+        EXPECT_EQ(palette->sizes.values(), row.sizes) << "a list in a nested node is replaced as well";
+        EXPECT_EQ(palette->weight.value(), 2.0f);
+    }
+}
+
+TEST(ElementArchive, AListWithoutAStoredValueKeepsWhatTheConstructorGaveIt) {
+    Tessel::ElementFactory factory;
+    factory.addFactory<Palette>("test_palette", nullptr);
+    Archive archive(userLayerOnly);
+    ArchiveElement entry = archive.createElement(ElementArchive::elementTag());
+    entry.add(ElementArchive::keyProperty(), QStringLiteral("test_palette"));
+    std::unique_ptr<Element> const read = ElementArchive::readElementTree(entry, factory);
+    auto const* palette = dynamic_cast<Palette const*>(read.get());
+    ASSERT_NE(palette, nullptr);
+    EXPECT_EQ(palette->colors.values(), (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(palette->sizes.values(), std::vector<int>{4});
 }
 
 TEST(ElementArchive, ReadingIntoAGivenRootFillsItWithIdentityValuesAndChildren) {
