@@ -1,27 +1,20 @@
 // Canvases at scale: building 100 000 notes through the canvas factory (time and heap bytes per note, target
 // at most 2 KiB each, attributes included) and cloning a 20 by 20 table.
 
+#include "bench/HeapBytes.hpp"
+
 #include "canvas/Note.hpp"
 #include "canvas/SharedCanvas.hpp"
 #include "canvas/Table.hpp"
 
 #include <benchmark/benchmark.h>
 
-#include <malloc.h>
-
 #include <cstdio>
 #include <memory>
 
 namespace {
 
-// Bytes the heap holds for the program, chunk overheads included: small blocks plus the large ones the
-// allocator maps on their own (the canvas's list of 100 000 children is one). Read from the allocator itself,
-// so that it counts what Qt allocates with malloc (the text of names, hash tables) as well as what C++
-// allocates.
-long long heapBytesInUse() {
-    struct mallinfo2 const info = mallinfo2();
-    return static_cast<long long>(info.uordblks + info.hblkhd);
-}
+using BenchSupport::heapBytesInUse;
 
 constexpr int notesOnCanvas = 100000;
 double g_bytesPerNote = 0;

@@ -3,6 +3,7 @@
 #include "platform/cobalt/LittleEndian.hpp"
 
 #include <limits>
+#include <utility>
 
 namespace Tessel::Wire {
 
@@ -41,9 +42,12 @@ bool readAddNode(PayloadReader& reader, Operation& operation) {
     if (!reader.ok() || count < 0 || count > maximumCount) {
         return false;
     }
-    operation.attributes.resize(static_cast<std::size_t>(count));
-    for (AttributeValue& value : operation.attributes) {
+    // Grown value by value: the count is the sender's word, and room for it reserved up front would let a
+    // message of a few bytes take hundreds of megabytes.
+    for (std::int32_t i = 0; i < count && reader.ok(); ++i) {
+        AttributeValue value;
         reader.text(value.name).uint32(value.typeCode).bytes(value.bytes);
+        operation.attributes.push_back(std::move(value));
     }
     return reader.ok();
 }

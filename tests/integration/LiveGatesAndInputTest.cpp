@@ -2,10 +2,10 @@
 
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/LiveSites.hpp"
+#include "tests/support/RawClient.hpp"
 
 #include "canvas/Note.hpp"
 #include "media/ImageAsset.hpp"
-#include "platform/tessel/MessageLink.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/ServerAttribute.hpp"
 #include "platform/tessel/ServerNode.hpp"
@@ -13,6 +13,8 @@
 #include <gtest/gtest.h>
 
 using TestSupport::LiveSites;
+using TestSupport::RawClient;
+using TestSupport::transactionFrame;
 
 namespace {
 
@@ -93,47 +95,6 @@ TEST(LiveVersionGate, NoPoseAttributeTravelsBelow2607_3) {
 
 namespace {
 
-/// A raw link that speaks the wire format by hand, with a document open.
-class RawClient {
-public:
-    explicit RawClient(LiveSites& sites) : m_sites(sites) {
-        m_link = sites.server()->connectInProcess(folly::getKeepAliveToken(&m_executor));
-        m_link->setHandlers([this](QByteArray const& frame) { m_received.push_back(frame); }, nullptr);
-        Cobalt::BinaryData hello;
-        hello.writeString("raw");
-        hello.writeString("raw-user");
-        hello.writeInt32(0);
-        send(Tessel::Wire::MessageKind::Hello, hello);
-        Cobalt::BinaryData open;
-        open.writeString("canvas");
-        open.writeString(Datamodel::SharedCanvas::documentType());
-        send(Tessel::Wire::MessageKind::OpenDocument, open);
-    }
-    void send(Tessel::Wire::MessageKind kind, Cobalt::BinaryData const& payload) {
-        sendBytes(Tessel::Wire::encodeFrame(kind, payload));
-    }
-    void sendBytes(QByteArray const& bytes) {
-        m_link->send(bytes);
-        m_sites.deliver();
-        m_executor.drain();
-    }
-    /// A transaction of one operation.
-    void sendOperation(Tessel::Wire::Operation const& operation) {
-        Cobalt::BinaryData payload;
-        payload.writeString("canvas");
-        payload.writeInt64(7);
-        Tessel::Wire::writeOperations(payload, {operation});
-        send(Tessel::Wire::MessageKind::Transaction, payload);
-    }
-    std::vector<QByteArray> const& received() const { return m_received; }
-
-private:
-    LiveSites& m_sites;
-    TestSupport::ManualExecutor m_executor;
-    std::shared_ptr<Tessel::MessageLink> m_link;
-    std::vector<QByteArray> m_received;
-};
-
 class LiveBadInput : public ::testing::Test {
 protected:
     LiveBadInput() : a(sites.join("a")), b(sites.join("b")), raw(sites) {
@@ -186,37 +147,29 @@ protected:
     int writes = 0;
 };
 
-QByteArray transactionFrame(Tessel::Wire::Operation const& operation) {
-    Cobalt::BinaryData payload;
-    payload.writeString("canvas");
-    payload.writeInt64(7);
-    Tessel::Wire::writeOperations(payload, {operation});
-    return Tessel::Wire::encodeFrame(Tessel::Wire::MessageKind::Transaction, payload);
-}
-
 } // namespace
 
 TEST_F(LiveBadInput, ATruncatedMessageIsRefused) {
-    QByteArray const whole = transactionFrame(setText(guid, "text", Kelp::TYPE_STRING));
+    QByteArray const whole = transactionFrame({setText(guid, "text", Kelp::TYPE_STRING)});
     expectRefused(whole.left(whole.size() - 3));
 }
 
 TEST_F(LiveBadInput, ACorruptHeaderIsRefused) {
-    QByteArray frame = transactionFrame(setText(guid, "text", Kelp::TYPE_STRING));
+    QByteArray frame = transactionFrame({setText(guid, "text", Kelp::TYPE_STRING)});
     frame[0] = 9;
     expectRefused(frame);
 }
 
 TEST_F(LiveBadInput, AValueOfTheWrongTypeIsRefused) {
-    expectRefused(transactionFrame(setText(guid, "text", Kelp::TYPE_FLOAT32)));
+    expectRefused(transactionFrame({setText(guid, "text", Kelp::TYPE_FLOAT32)}));
 }
 
 TEST_F(LiveBadInput, AMessageNamingAMissingNodeIsRefused) {
-    expectRefused(transactionFrame(setText("no-such-node", "text", Kelp::TYPE_STRING)));
+    expectRefused(transactionFrame({setText("no-such-node", "text", Kelp::TYPE_STRING)}));
 }
 
 TEST_F(LiveBadInput, AMessageNamingAMissingAttributeIsRefused) {
-    expectRefused(transactionFrame(setText(guid, "no-such-attribute", Kelp::TYPE_STRING)));
+    expectRefused(transactionFrame({setText(guid, "no-such-attribute", Kelp::TYPE_STRING)}));
 }
 
 TEST_F(LiveBadInput, AWronglyTypedPayloadIsRefused) {
@@ -232,10 +185,6 @@ TEST_F(LiveBadInput, ATransactionWithOneBadOperationChangesNothing) {
     addition.nodeGuid = "new-note";
     addition.name = "new-note";
     addition.typeKey = "tavola_note";
-    Cobalt::BinaryData payload;
-    payload.writeString("canvas");
-    payload.writeInt64(7);
-    Tessel::Wire::writeOperations(payload, {addition, setText("no-such-node", "text", Kelp::TYPE_STRING)});
-    expectRefused(Tessel::Wire::encodeFrame(Tessel::Wire::MessageKind::Transaction, payload));
+    expectRefused(transactionFrame({addition, setText("no-such-node", "text", Kelp::TYPE_STRING)}));
     EXPECT_EQ(sites.serverDocument()->findNode("new-note"), nullptr) << "the good half wasn't applied either";
 }

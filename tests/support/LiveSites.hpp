@@ -1,7 +1,8 @@
 #pragma once
 
 // A server and any number of clients in one process, each site on an executor of its own that runs only when
-// the test says so, so that a test decides when messages are delivered.
+// the test says so, so that a test decides when messages are delivered. Free of GoogleTest, so that the
+// benchmarks and the fuzz targets run the same sites: a server that doesn't answer throws.
 //
 // Usage:
 //     TestSupport::LiveSites sites;                // a server announcing the newest version
@@ -22,10 +23,9 @@
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
 
-#include <gtest/gtest.h>
-
 #include <deque>
 #include <memory>
+#include <stdexcept>
 
 namespace TestSupport {
 
@@ -76,8 +76,7 @@ public:
             Tessel::ClientToServerConnection::connect(link, {name, name + QStringLiteral("-user"), userId},
                                                       folly::getKeepAliveToken(&site.executor), m_registry);
         deliver();
-        EXPECT_TRUE(joined.isReady()) << "the server answers a greeting";
-        site.connection = std::move(joined).get();
+        site.connection = answered(std::move(joined), "the server didn't answer a greeting");
         return site;
     }
 
@@ -87,12 +86,21 @@ public:
         Site& site = connect(name);
         auto opened = site.connection->openDocument(id, type, factoryOf(type));
         deliver();
-        EXPECT_TRUE(opened.isReady()) << "the server answers an open";
-        site.document = std::move(opened).get();
+        site.document = answered(std::move(opened), "the server didn't answer an open");
         return site;
     }
 
     static std::shared_ptr<Tessel::ElementFactory> factoryOf(QByteArray const& type);
+
+    /// The value of a future that the delivered messages completed; throws `std::runtime_error` with `what`
+    /// when it is still waiting, as `get` would wait for ever on executors that only run when told.
+    template <typename T>
+    static T answered(folly::Future<T>&& future, char const* what) {
+        if (!future.isReady()) {
+            throw std::runtime_error(what);
+        }
+        return std::move(future).get();
+    }
 
     /// Runs every site's queued work until none is left.
     void deliver() {

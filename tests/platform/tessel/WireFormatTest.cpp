@@ -149,3 +149,20 @@ TEST(WireFormat, AnIndexOutsideThirtyTwoBitsIsRefused) {
     Operation operation;
     EXPECT_FALSE(readOperation(data, operation));
 }
+
+// The count is the sender's word: a message of a few bytes must not make the reader hold room for millions
+// of values it doesn't carry.
+TEST(WireFormat, AnAddNodeThatAnnouncesMoreValuesThanFollowIsRefusedWithoutRoomForThem) {
+    Cobalt::BinaryData data;
+    data.writeInt32(static_cast<std::int32_t>(OperationKind::AddNode));
+    for (char const* text : {"parent", "child", "child", "tavola_note"}) {
+        data.writeString(text);
+    }
+    data.writeInt32(1 << 24);
+    data.writeString("text");
+    data.writeInt64(0x10);
+    data.writeBytes("hello");
+    Operation operation;
+    EXPECT_FALSE(readOperation(data, operation));
+    EXPECT_LE(operation.attributes.capacity(), 2u) << "room grows with the values read, not with the count";
+}
