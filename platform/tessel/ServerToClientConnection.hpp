@@ -21,8 +21,6 @@ public:
     ServerToClientConnection& operator=(ServerToClientConnection const&) = delete;
     ~ServerToClientConnection();
 
-    /// The server the client is linked to.
-    TesselServer& server() const { return m_server; }
     unsigned connectionId() const { return m_connectionId; }
     /// The user the client acts for; 0 for none.
     unsigned userId() const { return m_userId; }
