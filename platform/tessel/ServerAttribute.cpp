@@ -94,6 +94,15 @@ template std::shared_ptr<ServerAttributeSimple>
 ServerAttributeSimple::createT(ServerDocument*, QByteArray const&, float const&);
 template std::shared_ptr<ServerAttributeSimple>
 ServerAttributeSimple::createT(ServerDocument*, QByteArray const&, QString const&);
+// The attribute interface has no 64-bit setter to fill a temporary with: a 64-bit integer is stored as its
+// plain little-endian bytes.
+template <>
+std::shared_ptr<ServerAttributeSimple>
+ServerAttributeSimple::createT(ServerDocument* document, QByteArray const& name, long const& value) {
+    QByteArray bytes;
+    Cobalt::appendLittleEndian(bytes, static_cast<std::int64_t>(value));
+    return std::make_shared<ServerAttributeSimple>(document, name, Kelp::TYPE_INT64, bytes);
+}
 
 ServerAttributeSimple::ServerAttributeSimple(ServerDocument* document, QByteArray name, unsigned typeCode,
                                              QByteArray bytes)
@@ -127,14 +136,15 @@ void ServerAttributeSimple::setValueFromAttr(Basalt::Attribute& attribute, unsig
 }
 
 void ServerAttributeSimple::setEncoded(QByteArray const& bytes) {
-    if (m_valid && bytes == m_bytes) {
-        return;
+    // The same value again travels nowhere, but operators still hear of the set: a request written twice
+    // is asked twice.
+    if (!m_valid || bytes != m_bytes) {
+        m_bytes = bytes;
+        m_valid = true;
+        Wire::Operation change = operation(Wire::OperationKind::SetValue);
+        change.bytes = m_bytes;
+        publish(std::move(change));
     }
-    m_bytes = bytes;
-    m_valid = true;
-    Wire::Operation change = operation(Wire::OperationKind::SetValue);
-    change.bytes = m_bytes;
-    publish(std::move(change));
     // A copy: an operator may attach others while it is told.
     auto const listeners = operators();
     for (auto const& op : listeners) {

@@ -72,7 +72,7 @@ public:
     static std::shared_ptr<ServerAttributeSimple> createAttr(ServerDocument* document, QByteArray const& name,
                                                              Basalt::Attribute& attribute);
     /// A new attribute holding `value`, through a temporary typed attribute. Instantiated for bool, int,
-    /// float and QString.
+    /// long, float and QString.
     template <typename T>
     static std::shared_ptr<ServerAttributeSimple> createT(ServerDocument* document, QByteArray const& name,
                                                           T const& value);
@@ -87,7 +87,7 @@ public:
     /// or `attribute` is of another type.
     bool valueToAttr(Basalt::Attribute& attribute) const;
     /// Stores the value of `attribute` (the mask is the platform's; ~0U stores all). A new value reaches the
-    /// clients and the operators' `valueSetSimple`; the same value again changes nothing.
+    /// clients; the operators' `valueSetSimple` hears of every set, also of the same value again.
     void setValueFromAttr(Basalt::Attribute& attribute, unsigned int mask = ~0U);
     /// Stores encoded bytes, with the same effects.
     void setEncoded(QByteArray const& bytes);
@@ -105,6 +105,10 @@ private:
     QByteArray m_bytes;
     bool m_valid;
 };
+
+template <>
+std::shared_ptr<ServerAttributeSimple>
+ServerAttributeSimple::createT(ServerDocument* document, QByteArray const& name, long const& value);
 
 /// A vector of encoded values of one type, back to back.
 class ServerAttributeVectorContainer : public ServerAttribute {

@@ -83,7 +83,7 @@ std::shared_ptr<ServerDocument> TesselServer::document(QByteArray const& id) con
 }
 
 std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id, QByteArray const& type,
-                                                           QString& error) {
+                                                           QString& error, DocumentLoader const& load) {
     if (std::shared_ptr<ServerDocument> const open = document(id)) {
         if (open->documentType() != type) {
             error = QStringLiteral("document '%1' is of type '%2'")
@@ -99,6 +99,9 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
     }
     auto const opened = std::make_shared<ServerDocument>(shared_from_this(), id, documentType);
     m_documents.emplace(id, opened);
+    if (load) {
+        load(*opened);
+    }
     opened->startOperators(m_options.operators->factories(type));
     return opened;
 }

@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -68,10 +69,15 @@ public:
 
     /// An open document; null if it isn't open.
     std::shared_ptr<ServerDocument> document(QByteArray const& id) const;
-    /// The document `id`, opened (new and empty, with its operators) if it isn't yet. Null, with the reason
-    /// in `error`, when the type is unknown or the document is open with another type.
-    std::shared_ptr<ServerDocument> openDocument(QByteArray const& id, QByteArray const& type,
-                                                 QString& error);
+    /// Fills a document that opens, before its operators see it: loading a stored tree adds its nodes and
+    /// attributes to the roots without telling anybody (`notify` false).
+    using DocumentLoader = std::function<void(ServerDocument&)>;
+
+    /// The document `id`, opened with its operators if it isn't yet: new and empty, or as `load` fills it.
+    /// `load` runs only when the document opens here. Null, with the reason in `error`, when the type is
+    /// unknown or the document is open with another type.
+    std::shared_ptr<ServerDocument> openDocument(QByteArray const& id, QByteArray const& type, QString& error,
+                                                 DocumentLoader const& load = DocumentLoader());
     /// Number of linked clients.
     std::size_t connectionCount() const { return m_connections.size(); }
 
