@@ -4,12 +4,15 @@
 #include "canvas/Note.hpp"
 #include "canvas/SharedCanvas.hpp"
 #include "framework/RegisterTypes.hpp"
+#include "operators/AutoPinServerOperator.hpp"
 #include "operators/ServerDocumentTypes.hpp"
+#include "operators/ServerOperators.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/QtExecutor.hpp"
+#include "platform/tessel/ServerAttribute.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/ServerNode.hpp"
 #include "platform/tessel/TesselServer.hpp"
@@ -28,6 +31,8 @@ namespace {
 
 constexpr char const* documentId = "demo-canvas";
 constexpr int waitMilliseconds = 5000;
+/// Short, so that the demo shows the pin without a long wait; a real server waits far longer.
+constexpr float autoPinSeconds = 1.0f;
 
 /// Runs the event loop until `done` holds; throws when it takes too long.
 void waitUntil(std::function<bool()> const& done, char const* what) {
@@ -106,6 +111,8 @@ public:
         Tessel::TesselServer::Options options;
         options.executor = folly::getKeepAliveToken(&m_serverExecutor);
         options.typeRegistry = m_registry;
+        // As a server process does once at start: the canvas operators, with a short idle time to pin.
+        Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
         m_server = Tessel::TesselServer::create(options);
         Datamodel::registerServerDocumentTypes(*m_server);
     }
@@ -117,11 +124,14 @@ public:
         join(m_b);
         m_out << "        a and b joined as connections " << m_a.connection->connectionId() << " and "
               << m_b.connection->connectionId() << "\n";
+        describeReadiedCanvas();
 
         auto* note = stepOne();
         stepTwo(*note);
         stepThree(*note);
+        stepFour(*note);
         stepFive(*note);
+        stepSix(*note);
         m_out << "done: every site holds the same note.\n";
         Qt::endl(m_out);
     }
@@ -159,11 +169,13 @@ private:
               << " on the user layer, and adds the note to the canvas in a transaction\n";
         Tessel::NodeTransaction transaction(*m_a.document);
         transaction.addNode(note, m_a.canvas());
+        m_addedAt.start();
         waitFor(transaction.commit(), "the server to apply the transaction");
         auto const server = m_server->document(documentId);
         auto const node = server->findNode(note.guid());
-        m_out << "        the server applied it: its canvas holds " << server->rootNode()->childNodes().size()
-              << " node, of type \"" << (node ? node->typeKey() : QByteArray()) << "\", with "
+        m_out << "        the server applied it: the note is a node of type \""
+              << (node ? node->typeKey() : QByteArray()) << "\" among the "
+              << server->rootNode()->childNodes().size() << " children of the canvas root, with "
               << (node ? node->childAttributes().size() : 0) << " stored values\n";
     }
 
@@ -172,6 +184,60 @@ private:
         m_out << "step 3  the note got its connection; the server is at " << m_server->version().toString()
               << ", so \"text-color\" and \"auto-text-color\" " << (joined ? "joined" : "did not join")
               << " the document\n";
+    }
+
+    void describeReadiedCanvas() {
+        Datamodel::SharedCanvas const& canvas = m_b.canvas();
+        QStringList fixed;
+        for (char const* name : {"background", "connectors", "presentations", "upload-folder",
+                                 "browser-bookmarks", "ip-stream-bookmarks"}) {
+            fixed << (canvas.attribute(name) ? QString::fromLatin1(name)
+                                             : QStringLiteral("(no %1)").arg(name));
+        }
+        m_out << "        the server's operators readied the new canvas; b sees its fixed children "
+              << fixed.join(", ") << " and " << canvas.noteBackgroundColorPresets.size()
+              << " note background presets\n";
+    }
+
+    void stepFour(Datamodel::Note& note) {
+        auto const document = m_server->document(documentId);
+        std::shared_ptr<Datamodel::AutoPinServerDocumentOperator> autoPin;
+        for (auto const& op : document->operators()) {
+            autoPin =
+                autoPin ? autoPin : std::dynamic_pointer_cast<Datamodel::AutoPinServerDocumentOperator>(op);
+        }
+        auto const node = document->findNode(note.guid());
+        if (!autoPin || !node || !node->hasOperator(autoPin)) {
+            throw std::runtime_error("the auto-pin operator did not attach to the note");
+        }
+        QStringList watched;
+        for (char const* name : {"location", "scale", "size", "pinned"}) {
+            auto const attribute = node->childAttribute(name);
+            if (attribute && attribute->hasOperator(autoPin)) {
+                watched << QString::fromLatin1(name);
+            }
+        }
+        m_out
+            << "step 4  on the server a node of type \"" << node->typeKey()
+            << "\" appeared under the canvas root; the auto-pin operator attached to it, watches its stored "
+            << (watched.isEmpty() ? QStringLiteral("(none yet)") : watched.join(", ")) << ", and "
+            << (autoPin->isCounting() ? "restarted" : "did not restart") << " its idle timer of "
+            << autoPinSeconds << " s\n";
+        m_addedAt.start();
+    }
+
+    void stepSix(Datamodel::Note& atA) {
+        auto* atB = dynamic_cast<Datamodel::Note*>(m_b.document->findSharedElement(atA.guid()));
+        m_a.listen(atA.pinned);
+        m_b.listen(atB->pinned);
+        waitUntil([&] { return atA.pinned.value() && atB->pinned.value(); }, "the pin at both sites");
+        m_out << "step 6  nothing moved for " << autoPinSeconds << " s: the operator pinned the note "
+              << QString::number(m_addedAt.elapsed() / 1000.0, 'f', 1) << " s after it arrived\n";
+        for (auto const& pair : {std::make_pair(&m_a, &atA), std::make_pair(&m_b, atB)}) {
+            m_out << "        " << pair.first->name << ": pinned "
+                  << (pair.second->pinned.value() ? "true" : "false") << " (" << pair.first->heardOf("pinned")
+                  << ")\n";
+        }
     }
 
     void stepFive(Datamodel::Note& atA) {
@@ -211,6 +277,7 @@ private:
     std::shared_ptr<Tessel::TesselServer> m_server;
     Site m_a{QStringLiteral("a")};
     Site m_b{QStringLiteral("b")};
+    QElapsedTimer m_addedAt;
 };
 
 } // namespace
@@ -223,8 +290,9 @@ QString demoHelp() {
         "goes\n"
         "through its life: a builds it, writes its text and location and adds it in a transaction; it joins\n"
         "the document with the attributes the server's version admits; b receives it, and a change of its\n"
-        "background colour gives the same text colour at both sites. Each step prints what each site "
-        "sees.\n");
+        "background colour gives the same text colour at both sites. The server's operators ready the new\n"
+        "canvas, attach to the note when it arrives, and pin it once nothing moved for a second; both\n"
+        "sites see \"pinned\" arrive. Each step prints what each site sees.\n");
 }
 
 int runDemo(QStringList const& arguments, QTextStream& out, QTextStream& err) {
