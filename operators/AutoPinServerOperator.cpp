@@ -43,6 +43,8 @@ void AutoPinServerDocumentOperator::rootNodeUpdated() {
     if (!m_timer) {
         m_timer = std::make_unique<QTimer>();
         m_timer->setSingleShot(true);
+        // A coarse timer may fire 5 % early: a minute's wait would end seconds before the canvas was still.
+        m_timer->setTimerType(Qt::PreciseTimer);
         // The timer dies with the operator, so `this` outlives every signal it sends.
         QObject::connect(m_timer.get(), &QTimer::timeout, [this] { timeout(); });
         m_timer->start(intervalMilliseconds());
