@@ -174,16 +174,16 @@ bool ClientToServerConnection::handle(Wire::Frame& frame, QString& error) {
     case Wire::MessageKind::TransactionRefused: {
         std::int64_t transaction = 0;
         QByteArray reason;
-        reader.int64(transaction);
-        if (frame.kind == Wire::MessageKind::TransactionRefused) {
-            reader.text(reason);
-        }
-        if (!reader.complete()) {
+        std::vector<Wire::Operation> rebase;
+        bool const refused = frame.kind == Wire::MessageKind::TransactionRefused;
+        bool const wellFormed = reader.int64(transaction).ok() && (!refused || reader.text(reason).ok()) &&
+                                Wire::readOperations(payload, rebase) && payload.atEnd();
+        if (!wellFormed) {
             error = QStringLiteral("malformed answer to a transaction");
             return false;
         }
         if (document) {
-            document->transactionAnswered(transaction, QString::fromUtf8(reason));
+            document->transactionAnswered(transaction, QString::fromUtf8(reason), rebase);
         }
         return true;
     }

@@ -277,12 +277,16 @@ void DocumentConnection::containerChanged(Basalt::Attribute& container, Basalt::
 
 std::int64_t DocumentConnection::send(std::vector<Wire::Operation> const& operations) {
     std::int64_t const id = m_nextTransaction++;
-    std::vector<AttributeKey>& written = m_written[id];
+    Sent& sent = m_sent[id];
     for (Wire::Operation const& operation : operations) {
-        if (operation.kind != Wire::OperationKind::AddNode &&
-            operation.kind != Wire::OperationKind::DeleteNode) {
-            written.push_back(qMakePair(operation.nodeGuid, operation.name));
-            ++m_unanswered[written.back()];
+        if (operation.kind == Wire::OperationKind::AddNode ||
+            operation.kind == Wire::OperationKind::DeleteNode) {
+            continue;
+        }
+        sent.written.push_back(qMakePair(operation.nodeGuid, operation.name));
+        ++m_unanswered[sent.written.back()];
+        if (operation.kind != Wire::OperationKind::SetValue) {
+            sent.listOperations.push_back(operation);
         }
     }
     Cobalt::BinaryData payload;
@@ -300,15 +304,22 @@ folly::Future<folly::Unit> DocumentConnection::sendTransaction(std::vector<Wire:
     return m_waiting[send(operations)].getFuture();
 }
 
-void DocumentConnection::transactionAnswered(std::int64_t id, QString const& error) {
-    auto const written = m_written.find(id);
-    if (written != m_written.end()) {
-        for (AttributeKey const& key : written->second) {
+void DocumentConnection::transactionAnswered(std::int64_t id, QString const& error,
+                                             std::vector<Wire::Operation> const& rebase) {
+    auto const sent = m_sent.find(id);
+    if (sent != m_sent.end()) {
+        for (AttributeKey const& key : sent->second.written) {
             if (--m_unanswered[key] <= 0) {
                 m_unanswered.remove(key);
             }
         }
-        m_written.erase(written);
+        m_sent.erase(sent);
+    }
+    if (!rebase.empty()) {
+        ClientTransaction transaction;
+        for (Wire::Operation const& serverValue : rebase) {
+            rebaseList(serverValue);
+        }
     }
     auto const found = m_waiting.find(id);
     if (found == m_waiting.end()) {
@@ -331,7 +342,7 @@ void DocumentConnection::transactionAnswered(std::int64_t id, QString const& err
 void DocumentConnection::connectionLost() {
     m_live = false;
     m_unanswered.clear();
-    m_written.clear();
+    m_sent.clear();
     std::map<std::int64_t, folly::Promise<folly::Unit>> waiting;
     waiting.swap(m_waiting);
     for (auto& entry : waiting) {
@@ -375,17 +386,53 @@ void DocumentConnection::applyOperation(Wire::Operation const& operation) {
     default:
         break;
     }
-    Basalt::Attribute* const attribute = element->attribute(operation.name);
-    TypeOfAttribute const* const type = attribute ? typeOf(*attribute) : nullptr;
-    if (!type) {
+    TypeOfAttribute const* type = nullptr;
+    Basalt::Attribute* const attribute = attributeOf(operation, type);
+    // While this client's own edit of the list is unanswered, the server hands the list back if it changed
+    // under the edit.
+    if (attribute && !isUnanswered(operation.nodeGuid, operation.name)) {
+        applyListOperation(*attribute, *type, operation);
+    }
+}
+
+Basalt::Attribute* DocumentConnection::attributeOf(Wire::Operation const& operation,
+                                                   TypeOfAttribute const*& type) {
+    Element* const element = findSharedElement(operation.nodeGuid);
+    Basalt::Attribute* const attribute = element ? element->attribute(operation.name) : nullptr;
+    type = attribute ? typeOf(*attribute) : nullptr;
+    bool const whole = operation.kind == Wire::OperationKind::SetVector;
+    return type && (!whole || type->typeCode == operation.typeCode) ? attribute : nullptr;
+}
+
+void DocumentConnection::applyListOperation(Basalt::Attribute& list, TypeOfAttribute const& type,
+                                            Wire::Operation const& operation) {
+    ApplyingScope applying(m_applying, &list);
+    if (operation.kind == Wire::OperationKind::SetVector) {
+        type.serializer->deserialize(operation.bytes, list);
         return;
     }
     auto const event =
         operation.kind == Wire::OperationKind::InsertElement   ? Basalt::AttributeEvent::ELEMENT_INSERTED
         : operation.kind == Wire::OperationKind::RemoveElement ? Basalt::AttributeEvent::ELEMENT_REMOVED
                                                                : Basalt::AttributeEvent::ELEMENT_CHANGED;
-    ApplyingScope applying(m_applying, attribute);
-    type->serializer->applyElementEvent(*attribute, event, operation.index, operation.bytes);
+    type.serializer->applyElementEvent(list, event, operation.index, operation.bytes);
+}
+
+void DocumentConnection::rebaseList(Wire::Operation const& serverValue) {
+    TypeOfAttribute const* type = nullptr;
+    Basalt::Attribute* const list =
+        serverValue.kind == Wire::OperationKind::SetVector ? attributeOf(serverValue, type) : nullptr;
+    if (!list) {
+        return;
+    }
+    applyListOperation(*list, *type, serverValue);
+    for (auto const& entry : m_sent) {
+        for (Wire::Operation const& operation : entry.second.listOperations) {
+            if (operation.nodeGuid == serverValue.nodeGuid && operation.name == serverValue.name) {
+                applyListOperation(*list, *type, operation);
+            }
+        }
+    }
 }
 
 void DocumentConnection::addElement(Wire::Operation const& operation) {
@@ -411,7 +458,7 @@ void DocumentConnection::applyValue(Element& element, QByteArray const& name, un
                                     QByteArray const& bytes) {
     Basalt::Attribute* const attribute = element.attribute(name);
     TypeOfAttribute const* const type = attribute ? typeOf(*attribute) : nullptr;
-    if (m_unanswered.contains(qMakePair(element.guid(), name))) {
+    if (isUnanswered(element.guid(), name)) {
         return; // this client's own later write is on its way, and the server will apply it after this one
     }
     if (!type || type->typeCode != typeCode) {

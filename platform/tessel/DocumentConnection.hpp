@@ -84,8 +84,11 @@ public:
     /// Sends operations as one transaction; the future completes when the server applied them, and fails
     /// with the server's reason or "Connection lost".
     folly::Future<folly::Unit> sendTransaction(std::vector<Wire::Operation> operations);
-    /// The server's answer to a transaction; an empty error means applied.
-    void transactionAnswered(std::int64_t id, QString const& error);
+    /// The server's answer to a transaction; an empty error means applied. `rebase` holds the server's whole
+    /// value of lists that the transaction edited after another site changed them: each is taken, and the
+    /// edits of this client still unanswered are made on it again.
+    void transactionAnswered(std::int64_t id, QString const& error,
+                             std::vector<Wire::Operation> const& rebase = {});
     /// The link went: stop sharing and fail what waits.
     void connectionLost();
     /// Shares an element and its subtree, adding it under its parent: indexes it by guid, watches it, and
@@ -118,6 +121,17 @@ private:
     void applyOperation(Wire::Operation const& operation);
     void addElement(Wire::Operation const& operation);
     void applyValue(Element& element, QByteArray const& name, unsigned typeCode, QByteArray const& bytes);
+    /// The attribute an operation names, with its encoding, when this client has it with the operation's type
+    /// (any type for an edit of one value); null otherwise.
+    Basalt::Attribute* attributeOf(Wire::Operation const& operation, TypeOfAttribute const*& type);
+    /// Applies a list operation on the user layer, without sending it: a whole value or an edit of one value.
+    void applyListOperation(Basalt::Attribute& list, TypeOfAttribute const& type,
+                            Wire::Operation const& operation);
+    /// Takes the server's whole value of a list and makes this client's unanswered edits of it again.
+    void rebaseList(Wire::Operation const& serverValue);
+    bool isUnanswered(QByteArray const& guid, QByteArray const& name) const {
+        return m_unanswered.contains(qMakePair(guid, name));
+    }
     /// Sends operations as one transaction and returns its id. Until the server answers, values that
     /// arrive for the attributes it writes are older than it, and are not applied.
     std::int64_t send(std::vector<Wire::Operation> const& operations);
@@ -136,7 +150,13 @@ private:
     using AttributeKey = QPair<QByteArray, QByteArray>;
     /// Writes sent and not yet answered, per element guid and attribute name.
     QHash<AttributeKey, int> m_unanswered;
-    std::map<std::int64_t, std::vector<AttributeKey>> m_written;
+    /// What a transaction not yet answered wrote: its attributes, and its list operations to make again
+    /// when the server hands a list back.
+    struct Sent {
+        std::vector<AttributeKey> written;
+        std::vector<Wire::Operation> listOperations;
+    };
+    std::map<std::int64_t, Sent> m_sent;
     std::int64_t m_nextTransaction = 1;
     /// The attribute that takes a value from the server now: its change is no news to the server. Changes
     /// that listeners derive from it are, and go out as local writes.

@@ -7,6 +7,7 @@
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/ServerNode.hpp"
 #include "platform/tessel/ServerOperators.hpp"
+#include "platform/tessel/ServerToClientConnection.hpp"
 
 namespace Tessel {
 
@@ -225,6 +226,12 @@ void ServerAttributeVectorContainer::setValues(QByteArray values, unsigned int c
     m_count = kept + count;
     Wire::Operation change = operation(Wire::OperationKind::SetVector);
     change.bytes = m_values;
+    changed(std::move(change));
+}
+
+void ServerAttributeVectorContainer::changed(Wire::Operation change) {
+    ServerDocumentConnection const* const acting = document() ? document()->actingConnection() : nullptr;
+    m_lastWriter = acting ? acting->connection().connectionId() : 0;
     publish(std::move(change));
 }
 
@@ -244,7 +251,7 @@ bool ServerAttributeVectorContainer::insertAt(unsigned index, QByteArray const& 
     Wire::Operation change = operation(Wire::OperationKind::InsertElement);
     change.index = index;
     change.bytes = value;
-    publish(std::move(change));
+    changed(std::move(change));
     return true;
 }
 
@@ -256,7 +263,7 @@ bool ServerAttributeVectorContainer::removeAt(unsigned index) {
     --m_count;
     Wire::Operation change = operation(Wire::OperationKind::RemoveElement);
     change.index = index;
-    publish(std::move(change));
+    changed(std::move(change));
     return true;
 }
 
@@ -268,7 +275,7 @@ bool ServerAttributeVectorContainer::replaceAt(unsigned index, QByteArray const&
     Wire::Operation change = operation(Wire::OperationKind::ReplaceElement);
     change.index = index;
     change.bytes = value;
-    publish(std::move(change));
+    changed(std::move(change));
     return true;
 }
 

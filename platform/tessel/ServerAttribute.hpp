@@ -128,6 +128,10 @@ public:
     /// The bytes of value `index`; empty when there is none.
     QByteArray at(unsigned long index) const;
     unsigned count() const { return m_count; }
+    /// The connection id of the site whose change made the present value; 0 for the server's own changes
+    /// and a loaded value. A client's edit of one value that follows another site's change may rest on a
+    /// list that client hadn't seen yet.
+    unsigned lastWriter() const { return m_lastWriter; }
     /// Bytes of one value.
     unsigned valueSize() const { return m_valueSize; }
     QByteArray const& values() const { return m_values; }
@@ -138,9 +142,13 @@ public:
     bool replaceAt(unsigned index, QByteArray const& value);
 
 private:
+    /// Publishes a change of the values, made on behalf of the document's acting connection.
+    void changed(Wire::Operation change);
+
     unsigned m_valueSize;
     unsigned m_count;
     QByteArray m_values;
+    unsigned m_lastWriter = 0;
 };
 
 } // namespace Tessel

@@ -51,7 +51,8 @@ bool hasValidSize(ServerNodeTypeDefinition::AttributeDefinition const& definitio
 Wire::Operation valueOperation(ServerAttribute const& attribute, QByteArray const& nodeGuid) {
     Wire::AttributeValue value = attribute.encodedValue();
     Wire::Operation operation;
-    operation.kind = isVector(value.typeCode) ? Wire::OperationKind::SetVector : Wire::OperationKind::SetValue;
+    operation.kind =
+        isVector(value.typeCode) ? Wire::OperationKind::SetVector : Wire::OperationKind::SetValue;
     operation.nodeGuid = nodeGuid;
     operation.name = std::move(value.name);
     operation.typeCode = value.typeCode;
@@ -440,25 +441,57 @@ bool ServerDocument::check(std::vector<Wire::Operation> const& operations, QStri
 }
 
 bool ServerDocument::applyTransaction(ServerDocumentConnection& acting,
-                                      std::vector<Wire::Operation> const& operations, QString& error) {
+                                      std::vector<Wire::Operation> const& operations, QString& error,
+                                      std::vector<Wire::Operation>* rebase) {
     if (!check(operations, error)) {
         return false;
     }
     Step step(*this);
+    QSet<QPair<QByteArray, QByteArray>> concurrent;
     for (Wire::Operation const& operation : operations) {
         setActingConnection(&acting);
         try {
-            apply(operation);
+            if (apply(operation)) {
+                concurrent.insert(qMakePair(operation.nodeGuid, operation.name));
+            }
         } catch (std::exception const& failure) {
             Cobalt::Trace::error("ServerDocument::applyTransaction # Change of '%s' failed: %s",
                                  m_id.constData(), failure.what());
         }
     }
     setActingConnection(nullptr);
+    if (rebase) {
+        appendLists(concurrent, *rebase);
+    }
     return true;
 }
 
-void ServerDocument::apply(Wire::Operation const& operation) {
+std::vector<Wire::Operation>
+ServerDocument::listsWrittenBy(std::vector<Wire::Operation> const& operations) const {
+    QSet<QPair<QByteArray, QByteArray>> written;
+    for (Wire::Operation const& operation : operations) {
+        if (operation.kind >= Wire::OperationKind::SetVector &&
+            operation.kind <= Wire::OperationKind::ReplaceElement) {
+            written.insert(qMakePair(operation.nodeGuid, operation.name));
+        }
+    }
+    std::vector<Wire::Operation> lists;
+    appendLists(written, lists);
+    return lists;
+}
+
+void ServerDocument::appendLists(QSet<QPair<QByteArray, QByteArray>> const& keys,
+                                 std::vector<Wire::Operation>& lists) const {
+    for (auto const& key : keys) {
+        std::shared_ptr<ServerNode> const node = findNode(key.first);
+        std::shared_ptr<ServerAttribute> const list = node ? node->childAttribute(key.second) : nullptr;
+        if (list && list->vectorContainer()) {
+            lists.push_back(valueOperation(*list, key.first));
+        }
+    }
+}
+
+bool ServerDocument::apply(Wire::Operation const& operation) {
     if (operation.kind == Wire::OperationKind::AddNode) {
         auto node = std::make_shared<ServerNode>(this);
         node->setGuid(operation.nodeGuid);
@@ -480,12 +513,12 @@ void ServerDocument::apply(Wire::Operation const& operation) {
             }
         }
         findNode(operation.parentGuid)->addChildNode(node, true);
-        return;
+        return false;
     }
     std::shared_ptr<ServerNode> const node = findNode(operation.nodeGuid);
     if (operation.kind == Wire::OperationKind::DeleteNode) {
         node->parent()->removeChildNode(node->name());
-        return;
+        return false;
     }
     std::shared_ptr<ServerAttribute> attribute = node->childAttribute(operation.name);
     if (operation.kind == Wire::OperationKind::SetValue) {
@@ -496,12 +529,16 @@ void ServerDocument::apply(Wire::Operation const& operation) {
                                         this, operation.name, operation.typeCode, operation.bytes),
                                     true);
         }
-        return;
+        return false;
     }
     auto const* const definition = nodeTypes().type(node->typeKey())->attributeDefinition(operation.name);
     unsigned const size = std::max(definition->valueSize, 1u);
     unsigned const count = static_cast<unsigned>(operation.bytes.size()) / size;
     ServerAttributeVectorContainer* vector = attribute ? attribute->vectorContainer() : nullptr;
+    // A list the server didn't hold, or that another site changed last, may differ from the writer's.
+    bool const concurrent =
+        operation.kind != Wire::OperationKind::SetVector &&
+        (!vector || vector->lastWriter() != m_actingConnection->connection().connectionId());
     if (!vector) {
         // A list the node doesn't hold yet arrives whole, or starts empty for a single-value edit.
         bool const whole = operation.kind == Wire::OperationKind::SetVector;
@@ -510,26 +547,27 @@ void ServerDocument::apply(Wire::Operation const& operation) {
             definition->typeCode);
         node->addChildAttribute(created, true);
         if (whole) {
-            return;
+            return false;
         }
         vector = created.get();
     }
     switch (operation.kind) {
     case Wire::OperationKind::SetVector:
         vector->setValues(operation.bytes, count, 0);
-        return;
+        break;
     case Wire::OperationKind::InsertElement:
         vector->insertAt(operation.index, operation.bytes);
-        return;
+        break;
     case Wire::OperationKind::RemoveElement:
         vector->removeAt(operation.index);
-        return;
+        break;
     case Wire::OperationKind::ReplaceElement:
         vector->replaceAt(operation.index, operation.bytes);
-        return;
+        break;
     default:
-        return;
+        break;
     }
+    return concurrent;
 }
 
 } // namespace Tessel

@@ -7,6 +7,8 @@
 
 #include <QByteArray>
 #include <QHash>
+#include <QPair>
+#include <QSet>
 #include <QString>
 
 #include <functional>
@@ -112,8 +114,15 @@ public:
     ServerDocumentConnection* connectionOf(ServerToClientConnection const& connection) const;
     /// Checks every operation of a client's transaction and, when all hold, applies them in order. False,
     /// changing nothing, with the reason in `error`, when one is refused.
+    ///
+    /// `rebase`, when given, receives the whole value (SetVector) of each list that the transaction edited
+    /// value by value right after another site changed it: the client's edit rested on a list that may
+    /// have lacked that change, and the client takes the server's list back before its later edits.
     bool applyTransaction(ServerDocumentConnection& acting, std::vector<Wire::Operation> const& operations,
-                          QString& error);
+                          QString& error, std::vector<Wire::Operation>* rebase = nullptr);
+    /// The whole value (SetVector) of each list that `operations` write, as the document holds it now: what
+    /// a client whose transaction was refused takes back.
+    std::vector<Wire::Operation> listsWrittenBy(std::vector<Wire::Operation> const& operations) const;
 
     /// Queues a change for the clients, on behalf of the acting connection.
     void publish(Wire::Operation const& operation);
@@ -139,7 +148,12 @@ private:
     void appendSubtree(ServerNode const& node, std::vector<Wire::Operation>& operations) const;
     std::vector<Wire::Operation> snapshot() const;
     bool check(std::vector<Wire::Operation> const& operations, QString& error) const;
-    void apply(Wire::Operation const& operation);
+    /// Applies one checked operation; true when it edited one value of a list that another site changed
+    /// last, or that the server didn't hold yet.
+    bool apply(Wire::Operation const& operation);
+    /// Appends the whole value of each list named by `keys` (node guid, attribute name) that exists.
+    void appendLists(QSet<QPair<QByteArray, QByteArray>> const& keys,
+                     std::vector<Wire::Operation>& lists) const;
     void scheduleFlush();
 
     std::weak_ptr<TesselServer> m_server;

@@ -197,7 +197,8 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     }
     std::shared_ptr<ServerDocument> const open = document(id);
     ServerDocumentConnection* const acting = open ? open->connectionOf(connection) : nullptr;
-    bool const applied = acting && open->applyTransaction(*acting, operations, error);
+    std::vector<Wire::Operation> rebase;
+    bool const applied = acting && open->applyTransaction(*acting, operations, error, &rebase);
     if (!acting) {
         error = QStringLiteral("document '%1' is not open").arg(QString::fromUtf8(id));
     }
@@ -206,7 +207,9 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     answer.writeInt64(transactionId);
     if (!applied) {
         answer.writeString(error.toUtf8());
+        rebase = open ? open->listsWrittenBy(operations) : std::vector<Wire::Operation>();
     }
+    Wire::writeOperations(answer, rebase);
     connection.send(applied ? Wire::MessageKind::TransactionApplied : Wire::MessageKind::TransactionRefused,
                     answer);
     return applied;

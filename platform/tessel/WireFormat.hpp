@@ -28,8 +28,11 @@
 ///     OpenRefused        S document id, S error text
 ///     Transaction        S document id, L transaction id, I n, n operations
 ///     Changes            S document id, I n, n operations
-///     TransactionApplied S document id, L transaction id
-///     TransactionRefused S document id, L transaction id, S error text
+///     TransactionApplied S document id, L transaction id, I n, n operations (SetVector: the whole value of
+///                        each list the transaction edited value by value after another site changed it, for
+///                        the client to take back before its later edits)
+///     TransactionRefused S document id, L transaction id, S error text, I n, n operations (SetVector: the
+///                        whole value of each list the transaction wrote, for the client to take back)
 ///     CloseDocument      S document id
 ///
 /// An operation starts with I `OperationKind`; then:
