@@ -85,13 +85,22 @@ void PresentationServerDocumentOperator::valueSetSimple(Tessel::ServerAttributeS
         removeNode(slide);
         return;
     }
-    for (ContentMap& entry : m_contentMaps) {
-        if (entry.slide.lock() == slide) {
-            entry.content = content;
-            return;
+    auto const entry = m_slideEntries.find(slide.get());
+    if (entry != m_slideEntries.end()) {
+        m_contentMaps[entry->second].content = content;
+        return;
+    }
+    m_slideEntries.emplace(slide.get(), m_contentMaps.size());
+    m_contentMaps.push_back({slide, content});
+}
+
+void PresentationServerDocumentOperator::reindexSlides() {
+    m_slideEntries.clear();
+    for (std::size_t i = 0; i < m_contentMaps.size(); ++i) {
+        if (std::shared_ptr<Tessel::ServerNode> const slide = m_contentMaps[i].slide.lock()) {
+            m_slideEntries.emplace(slide.get(), i);
         }
     }
-    m_contentMaps.push_back({slide, content});
 }
 
 std::shared_ptr<Tessel::ServerNode>
@@ -103,6 +112,7 @@ PresentationServerDocumentOperator::findByGuid(QByteArray const& guid) const {
 
 void PresentationServerDocumentOperator::nodeDeleted(std::shared_ptr<Tessel::ServerNode> const& node) {
     std::set<std::shared_ptr<Tessel::ServerNode>> orphans;
+    std::size_t const entriesBefore = m_contentMaps.size();
     for (auto entry = m_contentMaps.begin(); entry != m_contentMaps.end();) {
         std::shared_ptr<Tessel::ServerNode> const slide = entry->slide.lock();
         std::shared_ptr<Tessel::ServerNode> const content = entry->content.lock();
@@ -118,6 +128,9 @@ void PresentationServerDocumentOperator::nodeDeleted(std::shared_ptr<Tessel::Ser
         } else {
             ++entry;
         }
+    }
+    if (m_contentMaps.size() != entriesBefore) {
+        reindexSlides();
     }
     for (auto const& slide : orphans) {
         removeNode(slide);

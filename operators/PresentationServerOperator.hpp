@@ -5,6 +5,7 @@
 #include <QByteArray>
 
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace Datamodel {
@@ -59,8 +60,14 @@ public:
     std::vector<ContentMap> const& contentMaps() const { return m_contentMaps; }
 
 private:
+    /// Indexes the entries of `m_contentMaps` by slide again, after entries were erased.
+    void reindexSlides();
+
     std::weak_ptr<Tessel::ServerDocument> m_document;
     std::vector<ContentMap> m_contentMaps;
+    /// The position of each slide's entry in `m_contentMaps`, so that loading many slides doesn't search the
+    /// entries once per slide.
+    std::unordered_map<Tessel::ServerNode const*, std::size_t> m_slideEntries;
     bool m_updatingContentId = false;
 };
 
