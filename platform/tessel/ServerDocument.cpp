@@ -524,10 +524,16 @@ bool ServerDocument::apply(Wire::Operation const& operation) {
     if (operation.kind == Wire::OperationKind::SetValue) {
         if (ServerAttributeSimple* const simple = attribute ? attribute->simpleAttribute() : nullptr) {
             simple->setEncoded(operation.bytes);
-        } else {
-            node->addChildAttribute(std::make_shared<ServerAttributeSimple>(
-                                        this, operation.name, operation.typeCode, operation.bytes),
-                                    true);
+            return false;
+        }
+        auto const created = std::make_shared<ServerAttributeSimple>(this, operation.name, operation.typeCode,
+                                                                     operation.bytes);
+        node->addChildAttribute(created, true);
+        // A client's first value of an attribute is a set like any later one, to the operators that attached
+        // to the attribute as it arrived.
+        auto const listeners = static_cast<ServerAttribute const&>(*created).operators();
+        for (auto const& op : listeners) {
+            op->valueSetSimple(*created);
         }
         return false;
     }

@@ -182,13 +182,16 @@ TEST(InitCanvasOperator, AConnectorWithAnEmptyEndGoesAndOneIntoAFolderStays) {
         tree.set<QString>(*sound, "dst", QStringLiteral("note-1"));
     });
     auto& a = sites.join("a");
+    auto& b = sites.join("b");
 
     auto const connectors = document->rootNode()->childNode("connectors");
     EXPECT_EQ(connectors->childNodes().size(), 1u) << "only the sound connector is left";
     EXPECT_NE(connectors->childNode("sound"), nullptr);
-    ASSERT_NE(a.canvas().connectors(), nullptr);
-    EXPECT_EQ(childAt<Datamodel::Connector>(*a.canvas().connectors(), "broken"), nullptr);
-    EXPECT_NE(childAt<Datamodel::Connector>(*a.canvas().connectors(), "sound"), nullptr);
+    for (auto* site : {&a, &b}) {
+        ASSERT_NE(site->canvas().connectors(), nullptr);
+        EXPECT_EQ(childAt<Datamodel::Connector>(*site->canvas().connectors(), "broken"), nullptr);
+        EXPECT_NE(childAt<Datamodel::Connector>(*site->canvas().connectors(), "sound"), nullptr);
+    }
 }
 
 TEST(InitCanvasOperator, AConnectorLosingItsEndIsDeletedAtAClientThatHadIt) {
@@ -307,14 +310,17 @@ TEST(InitCanvasOperator, ANoteWithoutTextColorGetsTextThatContrastsWithItsBackgr
         }
     });
     auto& a = sites.join("a");
+    auto& b = sites.join("b");
     for (Row const& row : rows) {
         auto const node = document->rootNode()->childNode(row.note);
         EXPECT_EQ(storedValue<Cobalt::ColorPMA>(*node, "text-color"), row.expectedText) << row.note;
         EXPECT_FALSE(storedValue<bool>(*node, "auto-text-color")) << row.note;
-        auto* note = childAt<Datamodel::Note>(a.canvas(), row.note);
-        ASSERT_NE(note, nullptr) << row.note;
-        EXPECT_EQ(note->textColor.value(), row.expectedText) << row.note << " at the client";
-        EXPECT_FALSE(note->autoTextColor.value()) << row.note << " at the client";
+        for (auto* site : {&a, &b}) {
+            auto* note = childAt<Datamodel::Note>(site->canvas(), row.note);
+            ASSERT_NE(note, nullptr) << row.note;
+            EXPECT_EQ(note->textColor.value(), row.expectedText) << row.note << " at every client";
+            EXPECT_FALSE(note->autoTextColor.value()) << row.note << " at every client";
+        }
     }
 }
 
