@@ -1,5 +1,6 @@
 #include "operators/AutoPinServerOperator.hpp"
 
+#include "operators/ServerOperators.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/ServerAttribute.hpp"
@@ -35,9 +36,8 @@ void AutoPinServerDocumentOperator::addedToDocument(std::shared_ptr<Tessel::Serv
 }
 
 void AutoPinServerDocumentOperator::rootNodeUpdated() {
-    std::shared_ptr<Tessel::ServerDocument> const document = m_document.lock();
-    std::shared_ptr<Tessel::ServerNode> const root = document ? document->rootNode() : nullptr;
-    if (!root) {
+    LiveRoot const live(m_document);
+    if (!live) {
         return;
     }
     if (!m_timer) {
@@ -49,7 +49,7 @@ void AutoPinServerDocumentOperator::rootNodeUpdated() {
         QObject::connect(m_timer.get(), &QTimer::timeout, [this] { timeout(); });
         m_timer->start(intervalMilliseconds());
     }
-    root->addOperator(shared_from_this());
+    live.root->addOperator(shared_from_this());
 }
 
 void AutoPinServerDocumentOperator::addedToNode(std::shared_ptr<Tessel::ServerNode> node) {

@@ -110,11 +110,12 @@ void InitCanvasServerOperator::addedToDocument(std::shared_ptr<Tessel::ServerDoc
 }
 
 void InitCanvasServerOperator::rootNodeUpdated() {
-    std::shared_ptr<Tessel::ServerDocument> const document = m_document.lock();
-    std::shared_ptr<Tessel::ServerNode> const root = document ? document->rootNode() : nullptr;
-    if (!root) {
+    LiveRoot const live(m_document);
+    if (!live) {
         return;
     }
+    std::shared_ptr<Tessel::ServerDocument> const& document = live.document;
+    std::shared_ptr<Tessel::ServerNode> const& root = live.root;
     ServerOwnChanges const serverOwn(*document);
 
     std::vector<std::shared_ptr<Tessel::ServerNode>> created;

@@ -19,11 +19,12 @@ void PresentationServerDocumentOperator::addedToDocument(std::shared_ptr<Tessel:
 }
 
 void PresentationServerDocumentOperator::rootNodeUpdated() {
-    std::shared_ptr<Tessel::ServerDocument> const document = m_document.lock();
-    std::shared_ptr<Tessel::ServerNode> const root = document ? document->rootNode() : nullptr;
-    if (!root) {
+    LiveRoot const live(m_document);
+    if (!live) {
         return;
     }
+    std::shared_ptr<Tessel::ServerDocument> const& document = live.document;
+    std::shared_ptr<Tessel::ServerNode> const& root = live.root;
     ServerOwnChanges const serverOwn(*document);
     if (std::shared_ptr<Tessel::ServerNode> const presentations = root->childNode("presentations")) {
         monitorChildNodes(presentations);
@@ -105,9 +106,8 @@ void PresentationServerDocumentOperator::reindexSlides() {
 
 std::shared_ptr<Tessel::ServerNode>
 PresentationServerDocumentOperator::findByGuid(QByteArray const& guid) const {
-    std::shared_ptr<Tessel::ServerDocument> const document = m_document.lock();
-    std::shared_ptr<Tessel::ServerNode> const root = document ? document->rootNode() : nullptr;
-    return root ? findInTree(*root, guid) : nullptr;
+    LiveRoot const live(m_document);
+    return live ? findInTree(*live.root, guid) : nullptr;
 }
 
 void PresentationServerDocumentOperator::nodeDeleted(std::shared_ptr<Tessel::ServerNode> const& node) {

@@ -37,10 +37,9 @@ void ResetColorPresetsServerOperator::addedToDocument(std::shared_ptr<Tessel::Se
 }
 
 void ResetColorPresetsServerOperator::rootNodeUpdated() {
-    std::shared_ptr<Tessel::ServerDocument> const document = m_document.lock();
-    std::shared_ptr<Tessel::ServerNode> const root = document ? document->rootNode() : nullptr;
-    if (root && !root->hasOperator(shared_from_this())) {
-        root->addOperator(shared_from_this());
+    LiveRoot const live(m_document);
+    if (live && !live.root->hasOperator(shared_from_this())) {
+        live.root->addOperator(shared_from_this());
     }
 }
 
@@ -67,11 +66,12 @@ void ResetColorPresetsServerOperator::valueSetSimple(Tessel::ServerAttributeSimp
 }
 
 void ResetColorPresetsServerOperator::reseed() {
-    std::shared_ptr<Tessel::ServerDocument> const document = m_document.lock();
-    std::shared_ptr<Tessel::ServerNode> const root = document ? document->rootNode() : nullptr;
-    if (!root) {
+    LiveRoot const live(m_document);
+    if (!live) {
         return;
     }
+    std::shared_ptr<Tessel::ServerDocument> const& document = live.document;
+    std::shared_ptr<Tessel::ServerNode> const& root = live.root;
     ServerOwnChanges const serverOwn(*document);
     ColorPresetDefaults const defaults = effectiveColorPresetDefaults();
     setPresetVector(*root, *document, "annotation-color-presets", defaults.annotationPresets);

@@ -76,6 +76,9 @@ QByteArray encodeColorPresets(Tessel::ServerDocument const& document,
     return bytes;
 }
 
+LiveRoot::LiveRoot(std::weak_ptr<Tessel::ServerDocument> const& weak)
+    : document(weak.lock()), root(document ? document->rootNode() : nullptr) {}
+
 ServerOwnChanges::ServerOwnChanges(Tessel::ServerDocument& document)
     : m_document(document), m_former(document.actingConnection()) {
     m_document.setActingConnection(nullptr);

@@ -11,6 +11,7 @@ namespace Tessel {
 class ServerDocument;
 class ServerDocumentConnection;
 class ServerDocumentTypeOperators;
+class ServerNode;
 } // namespace Tessel
 
 namespace Datamodel {
@@ -46,6 +47,16 @@ ColorPresetDefaults effectiveColorPresetDefaults();
 /// `document`'s type registry.
 QByteArray encodeColorPresets(Tessel::ServerDocument const& document,
                               std::vector<Cobalt::ColorPMA> const& colors);
+
+/// An operator's document and its root, held for the length of one call; both null when the document is gone.
+struct LiveRoot {
+    /// Locks `document`.
+    explicit LiveRoot(std::weak_ptr<Tessel::ServerDocument> const& document);
+    explicit operator bool() const { return root != nullptr; }
+
+    std::shared_ptr<Tessel::ServerDocument> document;
+    std::shared_ptr<Tessel::ServerNode> root;
+};
 
 /// Makes the changes of its scope the server's own: sets the document's acting connection to null and puts
 /// the former one back when the scope ends, also when an exception leaves it.

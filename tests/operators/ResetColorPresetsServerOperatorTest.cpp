@@ -27,6 +27,15 @@ void chooseEverywhere(OperatorSites& sites, OperatorSites::Site& site) {
     sites.deliver();
 }
 
+/// A client that asked for a reset once and then chose its own lists: the request stands at 1.
+OperatorSites::Site& answeredThenChosen(OperatorSites& sites) {
+    auto& a = sites.join("a");
+    a.canvas().resetColorPresetsRequest = 1;
+    sites.deliver();
+    chooseEverywhere(sites, a);
+    return a;
+}
+
 bool holdsTheCanvasDefaults(SharedCanvas const& canvas) {
     return canvas.annotationColorPresets.values() == SharedCanvas::annotationPresetsDefaults() &&
            canvas.connectorColorPresets.values() == SharedCanvas::annotationPresetsDefaults() &&
@@ -80,10 +89,7 @@ TEST(ResetColorPresetsOperator, ARequestReseedsWithTheConfiguredLists) {
 TEST(ResetColorPresetsOperator, TheSameRequestAgainReseedsAgain) {
     OperatorSites sites;
     auto document = sites.openStored([](StoredTree&) {});
-    auto& a = sites.join("a");
-    a.canvas().resetColorPresetsRequest = 1;
-    sites.deliver();
-    chooseEverywhere(sites, a);
+    auto& a = answeredThenChosen(sites);
 
     // The value doesn't change; the set still reaches the operator.
     auto const request = document->rootNode()->childAttribute("reset-color-presets-request");
@@ -98,10 +104,7 @@ TEST(ResetColorPresetsOperator, TheSameRequestAgainReseedsAgain) {
 TEST(ResetColorPresetsOperator, ARequestOfZeroChangesNothing) {
     OperatorSites sites;
     auto document = sites.openStored([](StoredTree&) {});
-    auto& a = sites.join("a");
-    a.canvas().resetColorPresetsRequest = 1;
-    sites.deliver();
-    chooseEverywhere(sites, a);
+    auto& a = answeredThenChosen(sites);
     QString before = TestSupport::describeTree(*document->rootNode());
 
     a.canvas().resetColorPresetsRequest = 0;
