@@ -109,6 +109,8 @@
 #include "platform/tessel/ClientToServerConnection.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/DocumentInfo.hpp"
+#include "platform/tessel/Documents.hpp"
 #include "platform/tessel/Element.hpp"
 #include "platform/tessel/ElementArchive.hpp"
 #include "platform/tessel/ElementFactory.hpp"

@@ -2,6 +2,7 @@
 
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/Documents.hpp"
 #include "platform/tessel/MessageLink.hpp"
 
 #include <stdexcept>
@@ -22,7 +23,8 @@ std::runtime_error connectionLost() {
 } // namespace
 
 ClientToServerConnection::ClientToServerConnection(Announcement announcement, folly::Executor* idleExecutor)
-    : m_announcement(std::move(announcement)), m_idleExecutor(idleExecutor) {}
+    : m_announcement(std::move(announcement)), m_idleExecutor(idleExecutor),
+      m_documentList(std::make_unique<Documents>()) {}
 
 ClientToServerConnection::~ClientToServerConnection() {
     if (m_link) {
@@ -159,6 +161,33 @@ bool ClientToServerConnection::handle(Wire::Frame& frame, QString& error) {
         refused.promise.setException(std::runtime_error(reason.toStdString()));
         return true;
     }
+    case Wire::MessageKind::DocumentListed: {
+        std::vector<Wire::AttributeValue> values;
+        if (!Wire::readAttributeValues(reader, values) || !reader.complete() || !m_registry) {
+            error = QStringLiteral("malformed listing of a document");
+            return false;
+        }
+        m_documentList->list(id, values, *m_registry);
+        return true;
+    }
+    case Wire::MessageKind::DocumentUnlisted:
+        if (!reader.complete()) {
+            error = QStringLiteral("malformed removal of a document");
+            return false;
+        }
+        m_documentList->unlist(id);
+        return true;
+    case Wire::MessageKind::CloseDocument:
+        if (!reader.complete()) {
+            error = QStringLiteral("malformed close");
+            return false;
+        }
+        // The server took the document away: it stops sharing, as if the link went.
+        if (document) {
+            document->connectionLost();
+        }
+        m_documents.erase(id);
+        return true;
     case Wire::MessageKind::Changes: {
         std::vector<Wire::Operation> operations;
         if (!reader.ok() || !Wire::readOperations(payload, operations) || !payload.atEnd()) {

@@ -22,6 +22,7 @@ class TypeRegistry;
 namespace Tessel {
 
 class DocumentConnection;
+class Documents;
 class ElementFactory;
 class MessageLink;
 
@@ -77,6 +78,9 @@ public:
     folly::Executor::KeepAlive<> idleExecutor() const { return folly::getKeepAliveToken(m_idleExecutor); }
     /// Encoders of values; null for a connection that links to nothing.
     Kelp::TypeRegistry const* typeRegistry() const { return m_registry.get(); }
+    /// The documents the server holds, kept true by it as they come, change and go; empty for a connection
+    /// that links to nothing. Lives as long as the connection.
+    Documents* documents() const { return m_documentList.get(); }
 
     /// Opens the document `id` of type `type` on the server, building its elements with `factory`; completes
     /// once the whole current document arrived. Fails with the server's reason when it refuses, and with
@@ -112,6 +116,7 @@ private:
     std::shared_ptr<ClientToServerConnection> m_self;
     std::map<QByteArray, PendingOpen> m_pendingOpens;
     std::map<QByteArray, std::weak_ptr<DocumentConnection>> m_documents;
+    std::unique_ptr<Documents> m_documentList;
 };
 
 } // namespace Tessel

@@ -159,6 +159,24 @@ void ServerDocument::unindex(ServerNode const& node) {
     }
 }
 
+int ServerDocument::persistentNodeCount() const {
+    return nodeCount() - (m_transientRoot ? static_cast<int>(m_transientRoot->subtree().size()) : 0);
+}
+
+bool ServerDocument::touchesPersistentTree(std::vector<Wire::Operation> const& operations) const {
+    for (Wire::Operation const& operation : operations) {
+        std::shared_ptr<ServerNode> node = findNode(
+            operation.kind == Wire::OperationKind::AddNode ? operation.parentGuid : operation.nodeGuid);
+        while (node && node->parent()) {
+            node = node->parent();
+        }
+        if (node && node == m_root) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void ServerDocument::nodeDeleted(std::shared_ptr<ServerNode> node) {
     tellOperators([&](ServerDocumentOperator& op) { op.nodeDeleted(node); });
 }

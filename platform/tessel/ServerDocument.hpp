@@ -89,6 +89,10 @@ public:
     std::shared_ptr<ServerNode> findNode(QByteArray const& guid) const;
     /// Number of nodes in both trees.
     int nodeCount() const { return m_nodes.size(); }
+    /// Number of nodes in the persistent tree, its root included.
+    int persistentNodeCount() const;
+    /// Whether any of the operations changes the persistent tree (as opposed to the transient one).
+    bool touchesPersistentTree(std::vector<Wire::Operation> const& operations) const;
 
     /// The connection on whose behalf the current change runs; null for the server's own changes.
     ServerDocumentConnection* actingConnection() const { return m_actingConnection; }

@@ -2,6 +2,7 @@
 
 #include "platform/cobalt/TimeStamp.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/DocumentInfo.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/MessageLink.hpp"
 #include "platform/tessel/ServerToClientConnection.hpp"
@@ -103,7 +104,103 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
         load(*opened);
     }
     opened->startOperators(m_options.operators->factories(type));
+    listDocument(*opened);
     return opened;
+}
+
+std::shared_ptr<DocumentInfo> TesselServer::documentInfo(QByteArray const& id) const {
+    auto const found = m_listing.find(id);
+    return found == m_listing.end() ? nullptr : found->second;
+}
+
+void TesselServer::listDocument(ServerDocument const& document) {
+    auto info = std::make_shared<DocumentInfo>(document.id());
+    Cobalt::TimeStamp const now = Cobalt::TimeStamp::currentTime();
+    info->nameAttribute = QString::fromUtf8(document.id());
+    info->sizeAttribute = static_cast<unsigned long>(document.persistentNodeCount());
+    info->createdAttribute = now;
+    info->modifiedAttribute = now;
+    std::weak_ptr<TesselServer> const weak = weak_from_this();
+    for (Basalt::Node::Entry const& entry : info->attributes()) {
+        // The info is handed out, and may be written after the server is gone.
+        entry.second->addListener(
+            [weak, id = document.id()] {
+                if (std::shared_ptr<TesselServer> const server = weak.lock()) {
+                    server->scheduleListing(id);
+                }
+            },
+            Basalt::Attribute::ROLE_CHANGE);
+    }
+    m_listing[document.id()] = info;
+    sendListing(*info);
+}
+
+void TesselServer::documentChanged(ServerDocument const& document) {
+    std::shared_ptr<DocumentInfo> const info = documentInfo(document.id());
+    if (!info) {
+        return;
+    }
+    auto const size = static_cast<unsigned long>(document.persistentNodeCount());
+    Cobalt::TimeStamp const now = Cobalt::TimeStamp::currentTime();
+    bool const grownOrShrunk = size != info->size();
+    if (grownOrShrunk ||
+        now.ticks() - info->modifiedTimestamp().ticks() >= Cobalt::TimeStamp::ticksPerSecond()) {
+        info->modifiedAttribute = now;
+    }
+    info->sizeAttribute = size;
+}
+
+bool TesselServer::removeDocument(QByteArray const& id) {
+    auto const found = m_documents.find(id);
+    if (found == m_documents.end()) {
+        return false;
+    }
+    std::shared_ptr<ServerDocument> const removed = found->second;
+    m_documents.erase(found);
+    m_listing.erase(id);
+    Cobalt::BinaryData payload;
+    payload.writeString(id);
+    for (ServerDocumentConnection* const connection : removed->connections()) {
+        connection->connection().send(Wire::MessageKind::CloseDocument, payload);
+    }
+    broadcast(Wire::MessageKind::DocumentUnlisted, payload);
+    return true;
+}
+
+void TesselServer::scheduleListing(QByteArray const& id) {
+    if (!m_listingScheduled.insert(id).second) {
+        return;
+    }
+    std::weak_ptr<TesselServer> const weak = weak_from_this();
+    m_options.executor->add([weak, id] {
+        std::shared_ptr<TesselServer> const server = weak.lock();
+        if (!server) {
+            return;
+        }
+        server->m_listingScheduled.erase(id);
+        if (std::shared_ptr<DocumentInfo> const info = server->documentInfo(id)) {
+            server->sendListing(*info);
+        }
+    });
+}
+
+void TesselServer::sendListing(DocumentInfo const& info, ServerToClientConnection const* only) const {
+    Cobalt::BinaryData payload;
+    payload.writeString(info.documentId());
+    Wire::writeAttributeValues(payload, info.encodedValues(typeRegistry()));
+    if (only) {
+        only->send(Wire::MessageKind::DocumentListed, payload);
+    } else {
+        broadcast(Wire::MessageKind::DocumentListed, payload);
+    }
+}
+
+void TesselServer::broadcast(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const {
+    for (auto const& entry : m_connections) {
+        if (entry.second->isGreeted()) {
+            entry.second->send(kind, payload);
+        }
+    }
 }
 
 void TesselServer::receive(ServerToClientConnection& connection, QByteArray const& bytes) {
@@ -138,6 +235,9 @@ bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& fra
         welcome.writeInt32(static_cast<std::int32_t>(connection.connectionId()));
         welcome.writeInt64(Cobalt::TimeStamp::currentTime().ticks());
         connection.send(Wire::MessageKind::Welcome, welcome);
+        for (auto const& listed : m_listing) {
+            sendListing(*listed.second, &connection);
+        }
         return true;
     }
     if (!connection.isGreeted()) {
@@ -198,6 +298,8 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     std::shared_ptr<ServerDocument> const open = document(id);
     ServerDocumentConnection* const acting = open ? open->connectionOf(connection) : nullptr;
     std::vector<Wire::Operation> rebase;
+    // Asked first: a deleted node can't tell afterwards which tree it was in.
+    bool const persistent = acting && open->touchesPersistentTree(operations);
     bool const applied = acting && open->applyTransaction(*acting, operations, error, &rebase);
     if (!acting) {
         error = QStringLiteral("document '%1' is not open").arg(QString::fromUtf8(id));
@@ -208,6 +310,8 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     if (!applied) {
         answer.writeString(error.toUtf8());
         rebase = open ? open->listsWrittenBy(operations) : std::vector<Wire::Operation>();
+    } else if (persistent) {
+        documentChanged(*open);
     }
     Wire::writeOperations(answer, rebase);
     connection.send(applied ? Wire::MessageKind::TransactionApplied : Wire::MessageKind::TransactionRefused,

@@ -12,6 +12,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 
 namespace Kelp {
 class TypeRegistry;
@@ -19,6 +20,7 @@ class TypeRegistry;
 
 namespace Tessel {
 
+class DocumentInfo;
 class MessageLink;
 class ServerToClientConnection;
 
@@ -81,6 +83,14 @@ public:
     /// Number of linked clients.
     std::size_t connectionCount() const { return m_connections.size(); }
 
+    /// What the server tells its clients of a document it holds (name, state, passwords, size, times);
+    /// null for a document it doesn't hold. Writing a value tells every client. The server keeps "size"
+    /// (the nodes of the persistent tree) and "modified" true as clients change the document.
+    std::shared_ptr<DocumentInfo> documentInfo(QByteArray const& id) const;
+    /// Takes a document off the server: the clients that have it open lose it, as if their link went, and
+    /// every client hears that it is gone. False when the server doesn't hold it.
+    bool removeDocument(QByteArray const& id);
+
 private:
     explicit TesselServer(Options options);
     void receive(ServerToClientConnection& connection, QByteArray const& frame);
@@ -88,11 +98,25 @@ private:
     bool handleTransaction(ServerToClientConnection& connection, Cobalt::BinaryData& payload, QString& error);
     bool handleOpen(ServerToClientConnection& connection, Cobalt::BinaryData& payload, QString& error);
     void disconnect(unsigned connectionId);
+    /// Lists a document that opened, and tells every client.
+    void listDocument(ServerDocument const& document);
+    /// Notes a client's change of a document's persistent tree: its size at once, its modified time at
+    /// most once a second.
+    void documentChanged(ServerDocument const& document);
+    /// Sends the values of a listed document to every client after the current change, once however many
+    /// of them changed.
+    void scheduleListing(QByteArray const& id);
+    /// Sends the values of a listed document to one client, or to every greeted client when null.
+    void sendListing(DocumentInfo const& info, ServerToClientConnection const* only = nullptr) const;
+    /// Sends a message to every client that greeted the server.
+    void broadcast(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const;
     void refuse(ServerToClientConnection const& connection, QString const& error) const;
 
     Options m_options;
     std::map<QByteArray, std::shared_ptr<ServerDocumentType const>> m_types;
     std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
+    std::map<QByteArray, std::shared_ptr<DocumentInfo>> m_listing;
+    std::set<QByteArray> m_listingScheduled;
     std::map<unsigned, std::unique_ptr<ServerToClientConnection>> m_connections;
     unsigned m_nextConnectionId = 1;
 };

@@ -9,7 +9,7 @@ namespace Tessel::Wire {
 
 namespace {
 
-constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::CloseDocument);
+constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::DocumentUnlisted);
 constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::GuidChanged);
 // No document needs more; a count above it is a corrupt message, not a reason to reserve memory.
 constexpr std::int32_t maximumCount = 1 << 24;
@@ -27,17 +27,27 @@ void writeAddNode(Cobalt::BinaryData& data, Operation const& operation) {
     data.writeString(operation.nodeGuid);
     data.writeString(operation.name);
     data.writeString(operation.typeKey);
-    data.writeInt32(static_cast<std::int32_t>(operation.attributes.size()));
-    for (AttributeValue const& value : operation.attributes) {
+    writeAttributeValues(data, operation.attributes);
+}
+
+bool readAddNode(PayloadReader& reader, Operation& operation) {
+    reader.text(operation.parentGuid).text(operation.nodeGuid).text(operation.name).text(operation.typeKey);
+    return readAttributeValues(reader, operation.attributes);
+}
+
+} // namespace
+
+void writeAttributeValues(Cobalt::BinaryData& data, std::vector<AttributeValue> const& values) {
+    data.writeInt32(static_cast<std::int32_t>(values.size()));
+    for (AttributeValue const& value : values) {
         data.writeString(value.name);
         data.writeInt64(value.typeCode);
         data.writeBytes(value.bytes);
     }
 }
 
-bool readAddNode(PayloadReader& reader, Operation& operation) {
+bool readAttributeValues(PayloadReader& reader, std::vector<AttributeValue>& values) {
     std::int32_t count = 0;
-    reader.text(operation.parentGuid).text(operation.nodeGuid).text(operation.name).text(operation.typeKey);
     reader.int32(count);
     if (!reader.ok() || count < 0 || count > maximumCount) {
         return false;
@@ -47,12 +57,10 @@ bool readAddNode(PayloadReader& reader, Operation& operation) {
     for (std::int32_t i = 0; i < count && reader.ok(); ++i) {
         AttributeValue value;
         reader.text(value.name).uint32(value.typeCode).bytes(value.bytes);
-        operation.attributes.push_back(std::move(value));
+        values.push_back(std::move(value));
     }
     return reader.ok();
 }
-
-} // namespace
 
 QByteArray encodeFrame(MessageKind kind, Cobalt::BinaryData const& payload) {
     QByteArray frame;

@@ -33,7 +33,11 @@
 ///                        the client to take back before its later edits)
 ///     TransactionRefused S document id, L transaction id, S error text, I n, n operations (SetVector: the
 ///                        whole value of each list the transaction wrote, for the client to take back)
-///     CloseDocument      S document id
+///     CloseDocument      S document id (from a client: it leaves the document; from the server: the
+///                        document is gone)
+///     DocumentListed     S document id, I n, n times (S name, L type code, B value): the server holds the
+///                        document, with these values of its `DocumentInfo` (all of them when it is new)
+///     DocumentUnlisted   S document id: the server no longer holds the document
 ///
 /// An operation starts with I `OperationKind`; then:
 ///
@@ -66,6 +70,8 @@ enum class MessageKind : std::uint8_t {
     TransactionApplied = 8,
     TransactionRefused = 9,
     CloseDocument = 10,
+    DocumentListed = 11,
+    DocumentUnlisted = 12,
 };
 
 /// Never renumber: the numbers travel.
@@ -146,5 +152,10 @@ private:
     Cobalt::BinaryData& m_data;
     bool m_ok = true;
 };
+
+/// Writes a count and the named values (S name, L type code, B value each).
+void writeAttributeValues(Cobalt::BinaryData& data, std::vector<AttributeValue> const& values);
+/// Reads what `writeAttributeValues` wrote; false when any is missing or malformed.
+bool readAttributeValues(PayloadReader& reader, std::vector<AttributeValue>& values);
 
 } // namespace Tessel::Wire
