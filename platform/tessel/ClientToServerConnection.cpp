@@ -1,6 +1,7 @@
 #include "platform/tessel/ClientToServerConnection.hpp"
 
 #include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/AssetStorage.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/Documents.hpp"
 #include "platform/tessel/MessageLink.hpp"
@@ -24,7 +25,7 @@ std::runtime_error connectionLost() {
 
 ClientToServerConnection::ClientToServerConnection(Announcement announcement, folly::Executor* idleExecutor)
     : m_announcement(std::move(announcement)), m_idleExecutor(idleExecutor),
-      m_documentList(std::make_unique<Documents>()) {}
+      m_documentList(std::make_unique<Documents>()), m_manager(std::make_shared<ConnectionManager>()) {}
 
 ClientToServerConnection::~ClientToServerConnection() {
     if (m_link) {
@@ -37,11 +38,13 @@ Cobalt::TimeStamp ClientToServerConnection::currentServerTime() const {
     return Cobalt::TimeStamp(Cobalt::TimeStamp::currentTime().ticks() + m_announcement.serverTimeOffset);
 }
 
-folly::Future<std::shared_ptr<ClientToServerConnection>>
-ClientToServerConnection::connect(std::shared_ptr<MessageLink> link, Identity identity,
-                                  folly::Executor::KeepAlive<> executor,
-                                  std::shared_ptr<Kelp::TypeRegistry const> registry) {
+folly::Future<std::shared_ptr<ClientToServerConnection>> ClientToServerConnection::connect(
+    std::shared_ptr<MessageLink> link, Identity identity, folly::Executor::KeepAlive<> executor,
+    std::shared_ptr<Kelp::TypeRegistry const> registry, std::shared_ptr<ConnectionManager> manager) {
     auto connection = std::make_shared<ClientToServerConnection>(Announcement(), executor.get());
+    if (manager) {
+        connection->m_manager = std::move(manager);
+    }
     connection->m_link = std::move(link);
     connection->m_registry = std::move(registry);
     connection->m_executor = std::move(executor);

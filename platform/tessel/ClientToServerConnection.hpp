@@ -21,6 +21,7 @@ class TypeRegistry;
 
 namespace Tessel {
 
+class ConnectionManager;
 class DocumentConnection;
 class Documents;
 class ElementFactory;
@@ -64,10 +65,12 @@ public:
     /// Joins a server over `link`: greets it and completes with the connection once the server announced
     /// itself. Frames are handled on `executor`, the client's thread, which is also the idle executor and
     /// must outlive the connection. `registry` encodes values (it must know every attribute type of the
-    /// documents). Fails with "Connection lost" if the link closes first.
+    /// documents). `manager` holds the client's services, such as its asset storage; null gives one with
+    /// none. Fails with "Connection lost" if the link closes first.
     static folly::Future<std::shared_ptr<ClientToServerConnection>>
     connect(std::shared_ptr<MessageLink> link, Identity identity, folly::Executor::KeepAlive<> executor,
-            std::shared_ptr<Kelp::TypeRegistry const> registry);
+            std::shared_ptr<Kelp::TypeRegistry const> registry,
+            std::shared_ptr<ConnectionManager> manager = nullptr);
 
     Cobalt::VersionString const& serverVersion() const { return m_announcement.serverVersion; }
     /// The user this client acts for; 0 when the server named none.
@@ -81,6 +84,8 @@ public:
     /// The documents the server holds, kept true by it as they come, change and go; empty for a connection
     /// that links to nothing. Lives as long as the connection.
     Documents* documents() const { return m_documentList.get(); }
+    /// The client's services, such as its asset storage; never null.
+    std::shared_ptr<ConnectionManager> connectionManager() const { return m_manager; }
 
     /// Opens the document `id` of type `type` on the server, building its elements with `factory`; completes
     /// once the whole current document arrived. Fails with the server's reason when it refuses, and with
@@ -117,6 +122,7 @@ private:
     std::map<QByteArray, PendingOpen> m_pendingOpens;
     std::map<QByteArray, std::weak_ptr<DocumentConnection>> m_documents;
     std::unique_ptr<Documents> m_documentList;
+    std::shared_ptr<ConnectionManager> m_manager;
 };
 
 } // namespace Tessel
