@@ -159,6 +159,13 @@ void ServerDocument::unindex(ServerNode const& node) {
     }
 }
 
+void ServerDocument::adoptRootGuid(QByteArray const& guid) {
+    unindex(*m_root);
+    m_root->setGuid(guid);
+    m_root->setName(guid);
+    index(*m_root);
+}
+
 int ServerDocument::persistentNodeCount() const {
     return nodeCount() - (m_transientRoot ? static_cast<int>(m_transientRoot->subtree().size()) : 0);
 }

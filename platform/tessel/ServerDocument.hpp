@@ -99,6 +99,8 @@ public:
     void setActingConnection(ServerDocumentConnection* connection) { m_actingConnection = connection; }
     /// Tells the operators that `node` was taken out of the document.
     void nodeDeleted(std::shared_ptr<ServerNode> node);
+    /// Gives the root the guid of a stored root, while the document is filled from storage.
+    void adoptRootGuid(QByteArray const& guid);
 
     std::vector<std::shared_ptr<ServerDocumentOperator>> const& operators() const { return m_operators; }
     std::vector<ServerDocumentConnection*> connections() const;

@@ -4,8 +4,14 @@
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/DocumentInfo.hpp"
 #include "platform/tessel/ElementFactory.hpp"
+#include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/MessageLink.hpp"
 #include "platform/tessel/ServerToClientConnection.hpp"
+#include "platform/tessel/StoredDocument.hpp"
+
+#include <QDir>
+#include <QFile>
+#include <QUrl>
 
 namespace Tessel {
 
@@ -98,7 +104,22 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
         error = QStringLiteral("unknown document type '%1'").arg(QString::fromUtf8(type));
         return nullptr;
     }
+    QJsonObject stored;
+    QString const path = storedPath(id);
+    bool const isStored = !load && !path.isEmpty() && QFile::exists(path);
+    if (isStored && !StoredDocument::read(path, stored, error)) {
+        Cobalt::Trace::error("TesselServer::openDocument # %s", qPrintable(error));
+        return nullptr;
+    }
     auto const opened = std::make_shared<ServerDocument>(shared_from_this(), id, documentType);
+    if (isStored) {
+        JSONMigrations::instance().migrate(type, stored);
+        if (!StoredDocument::restore(stored, *opened, error)) {
+            error = QStringLiteral("'%1': %2").arg(path, error);
+            Cobalt::Trace::error("TesselServer::openDocument # %s", qPrintable(error));
+            return nullptr;
+        }
+    }
     m_documents.emplace(id, opened);
     if (load) {
         load(*opened);
@@ -158,6 +179,9 @@ bool TesselServer::removeDocument(QByteArray const& id) {
     std::shared_ptr<ServerDocument> const removed = found->second;
     m_documents.erase(found);
     m_listing.erase(id);
+    if (QString const path = storedPath(id); !path.isEmpty()) {
+        QFile::remove(path);
+    }
     Cobalt::BinaryData payload;
     payload.writeString(id);
     for (ServerDocumentConnection* const connection : removed->connections()) {
@@ -182,6 +206,28 @@ void TesselServer::scheduleListing(QByteArray const& id) {
             server->sendListing(*info);
         }
     });
+}
+
+QString TesselServer::storedPath(QByteArray const& id) const {
+    if (m_options.storageDirectory.isEmpty()) {
+        return QString();
+    }
+    // Percent-encoded, so that no id reaches outside the directory.
+    return QDir(m_options.storageDirectory)
+        .filePath(QString::fromLatin1(QUrl::toPercentEncoding(QString::fromUtf8(id))) +
+                  QStringLiteral(".json"));
+}
+
+bool TesselServer::storeDocument(QByteArray const& id, QString& error) const {
+    std::shared_ptr<ServerDocument> const open = document(id);
+    QString const path = storedPath(id);
+    if (!open || path.isEmpty()) {
+        error = open ? QStringLiteral("the server stores no documents")
+                     : QStringLiteral("document '%1' is not open").arg(QString::fromUtf8(id));
+        return false;
+    }
+    QDir().mkpath(m_options.storageDirectory);
+    return StoredDocument::write(path, StoredDocument::fromDocument(*open), error);
 }
 
 void TesselServer::sendListing(DocumentInfo const& info, ServerToClientConnection const* only) const {

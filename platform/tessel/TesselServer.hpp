@@ -39,6 +39,8 @@ public:
         std::shared_ptr<Kelp::TypeRegistry const> typeRegistry;
         /// Where document operators come from; the process's registry when null.
         ServerDocumentTypeOperators const* operators = nullptr;
+        /// Where documents are stored (`Settings::jsonStorageRootDir`); an empty directory stores nothing.
+        QString storageDirectory;
     };
 
     static std::shared_ptr<TesselServer> create(Options options);
@@ -75,9 +77,10 @@ public:
     /// attributes to the roots without telling anybody (`notify` false).
     using DocumentLoader = std::function<void(ServerDocument&)>;
 
-    /// The document `id`, opened with its operators if it isn't yet: new and empty, or as `load` fills it.
-    /// `load` runs only when the document opens here. Null, with the reason in `error`, when the type is
-    /// unknown or the document is open with another type.
+    /// The document `id`, opened with its operators if it isn't yet: as `load` fills it, else as it is
+    /// stored (brought forward through the JSON chain of its type), else new and empty. `load` runs only
+    /// when the document opens here. Null, with the reason in `error`, when the type is unknown, the
+    /// document is open with another type, or its stored file can't be read (it is then left as it is).
     std::shared_ptr<ServerDocument> openDocument(QByteArray const& id, QByteArray const& type, QString& error,
                                                  DocumentLoader const& load = DocumentLoader());
     /// Number of linked clients.
@@ -87,9 +90,15 @@ public:
     /// null for a document it doesn't hold. Writing a value tells every client. The server keeps "size"
     /// (the nodes of the persistent tree) and "modified" true as clients change the document.
     std::shared_ptr<DocumentInfo> documentInfo(QByteArray const& id) const;
-    /// Takes a document off the server: the clients that have it open lose it, as if their link went, and
-    /// every client hears that it is gone. False when the server doesn't hold it.
+    /// Takes a document off the server, its stored file included: the clients that have it open lose it,
+    /// as if their link went, and every client hears that it is gone. False when the server doesn't hold
+    /// it open.
     bool removeDocument(QByteArray const& id);
+    /// Writes an open document's persistent tree to its file under the storage directory, whole or not at
+    /// all. False, with the reason in `error`, when it isn't open, nothing is stored, or the write fails.
+    bool storeDocument(QByteArray const& id, QString& error) const;
+    /// The file of a document under the storage directory; empty when nothing is stored.
+    QString storedPath(QByteArray const& id) const;
 
 private:
     explicit TesselServer(Options options);

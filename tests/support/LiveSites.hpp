@@ -48,10 +48,14 @@ public:
         }
     };
 
+    /// A server announcing `version`, with `operators` (none when null), storing documents under
+    /// `storageDirectory` (nothing when empty).
     explicit LiveSites(QString const& version = QStringLiteral("26.07.5"),
-                       Tessel::ServerDocumentTypeOperators const* operators = nullptr)
+                       Tessel::ServerDocumentTypeOperators const* operators = nullptr,
+                       QString const& storageDirectory = QString())
         : m_registry(modelTypeRegistry()) {
         Tessel::TesselServer::Options options;
+        options.storageDirectory = storageDirectory;
         options.version = Cobalt::VersionString(version);
         options.executor = folly::getKeepAliveToken(&m_serverExecutor);
         options.typeRegistry = m_registry;

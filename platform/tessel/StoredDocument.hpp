@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QString>
+
+namespace Tessel {
+
+class ServerDocument;
+
+/// The stored form of a server document, as JSON, and its files.
+///
+/// The form is flat: "nodes" lists every node of the persistent tree, parents first, each with "id" (its
+/// guid), "parentId" (absent for the root), "type" (its element type key), "name" (its key under its
+/// parent) and "attributes". An attribute holds "name" and "typeCode", and either "value", the Base64 of
+/// its encoded bytes, or "values", the Base64 of all its values' bytes back to back, with "size", their
+/// count. The document adds "documentType" and "versions", the versions its chains reached. Keys that a
+/// reader doesn't know are left alone by it.
+class StoredDocument {
+public:
+    /// The stored form of the document's persistent tree (the transient tree is not stored).
+    static QJsonObject fromDocument(ServerDocument const& document);
+
+    /// Fills a document that has just opened, before its operators start, from a stored form: the root
+    /// takes the stored root's guid and values, and every node that hangs from it is added without telling
+    /// anybody. What can't be read (a node whose parent is missing or that hangs in a cycle, a repeated id,
+    /// an attribute of unknown type or without a value) is left out with a warning, and the rest loads.
+    /// False, changing nothing, with the reason in `error`, when the form has no root node.
+    static bool restore(QJsonObject const& stored, ServerDocument& document, QString& error);
+
+    /// Writes a stored form to `path` whole or not at all: to a temporary file beside it, renamed at the
+    /// end. False with the reason in `error`.
+    static bool write(QString const& path, QJsonObject const& stored, QString& error);
+    /// Reads a stored form from `path`. False with the reason in `error` when the file can't be read or
+    /// doesn't hold a JSON object.
+    static bool read(QString const& path, QJsonObject& stored, QString& error);
+};
+
+} // namespace Tessel

@@ -1,0 +1,206 @@
+// Server documents written to their stored JSON form and read back, on live servers.
+
+#include "tests/support/CapturedLog.hpp"
+#include "tests/support/LiveSites.hpp"
+#include "tests/support/OperatorSites.hpp"
+
+#include "canvas/Note.hpp"
+#include "platform/tessel/JSONMigration.hpp"
+#include "platform/tessel/NodeTransaction.hpp"
+#include "platform/tessel/StoredDocument.hpp"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using Tessel::StoredDocument;
+using TestSupport::LiveSites;
+
+namespace {
+
+QByteArray const kCanvas = Datamodel::SharedCanvas::documentType();
+
+/// Live sites whose server stores its documents in a directory of the test's own.
+class StoredDocumentTest : public ::testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(m_directory.isValid()); }
+
+    std::unique_ptr<LiveSites> server() const {
+        return std::make_unique<LiveSites>(QStringLiteral("26.07.5"), nullptr, m_directory.path());
+    }
+    QString fileOf(QByteArray const& id = "canvas") const {
+        return QDir(m_directory.path()).filePath(QString::fromUtf8(id) + QStringLiteral(".json"));
+    }
+
+    /// A server document filled from `stored` through the loader of an open.
+    static std::shared_ptr<Tessel::ServerDocument> restored(LiveSites& sites, QJsonObject const& stored,
+                                                            bool* ok = nullptr) {
+        QString error;
+        bool restoredWell = false;
+        auto document =
+            sites.server()->openDocument("restored", kCanvas, error, [&](Tessel::ServerDocument& opened) {
+                restoredWell = StoredDocument::restore(stored, opened, error);
+            });
+        if (ok) {
+            *ok = restoredWell;
+        }
+        return document;
+    }
+
+    QTemporaryDir m_directory;
+};
+
+QJsonObject node(char const* id, char const* parent, char const* type, QJsonArray attributes = QJsonArray()) {
+    QJsonObject object{{"id", id}, {"type", type}, {"name", id}, {"attributes", attributes}};
+    if (parent) {
+        object.insert("parentId", parent);
+    }
+    return object;
+}
+
+QJsonObject floatValue(char const* name, float value) {
+    QByteArray bytes(reinterpret_cast<char const*>(&value), sizeof value);
+    return QJsonObject{{"name", name}, {"value", QString::fromLatin1(bytes.toBase64())}};
+}
+
+} // namespace
+
+TEST_F(StoredDocumentTest, AStoredCanvasReadBackByAnotherServerHoldsTheSameTree) {
+    QString before;
+    {
+        auto sites = server();
+        auto& a = sites->join("a");
+        auto* note = new Datamodel::Note();
+        note->text = QStringLiteral("kept");
+        note->location = Fathom::Vector2T<float>(12.0f, 34.0f);
+        Tessel::NodeTransaction transaction(*a.document);
+        transaction.addNode(*note, a.canvas());
+        transaction.commit();
+        sites->deliver();
+        a.canvas().annotationColorPresets.setValues({Cobalt::ColorPMA(0.5f, 0, 0, 1)});
+        sites->deliver();
+        QString error;
+        ASSERT_TRUE(sites->server()->storeDocument("canvas", error)) << error.toStdString();
+        before = TestSupport::describeTree(*sites->serverDocument()->rootNode());
+    }
+    auto later = server();
+    auto& b = later->join("b");
+
+    EXPECT_EQ(TestSupport::describeTree(*later->serverDocument()->rootNode()), before)
+        << "guids, names, types and every value come back";
+    auto* note = dynamic_cast<Datamodel::Note*>(b.canvas().attributes().back().second);
+    ASSERT_NE(note, nullptr);
+    EXPECT_EQ(note->text.value(), QStringLiteral("kept"));
+    EXPECT_EQ(b.canvas().annotationColorPresets.values(),
+              std::vector<Cobalt::ColorPMA>{Cobalt::ColorPMA(0.5f, 0, 0, 1)});
+}
+
+TEST_F(StoredDocumentTest, AWriteLeavesOnlyTheWholeFile) {
+    auto sites = server();
+    sites->join("a");
+    QString error;
+    ASSERT_TRUE(sites->server()->storeDocument("canvas", error));
+    ASSERT_TRUE(sites->server()->storeDocument("canvas", error)) << "a second write replaces the first";
+    EXPECT_EQ(QDir(m_directory.path()).entryList(QDir::Files), QStringList{QStringLiteral("canvas.json")})
+        << "no temporary file is left beside it";
+    QJsonObject stored;
+    ASSERT_TRUE(StoredDocument::read(fileOf(), stored, error)) << error.toStdString();
+    EXPECT_EQ(stored.value("documentType").toString(), QString::fromUtf8(kCanvas));
+    EXPECT_FALSE(stored.value("nodes").toArray().isEmpty());
+}
+
+TEST_F(StoredDocumentTest, ACorruptStoredFileIsRefusedAndLeftAsItIs) {
+    TestSupport::CapturedLog log;
+    QFile file(fileOf());
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("{ not json");
+    file.close();
+    auto sites = server();
+    QString error;
+    EXPECT_EQ(sites->server()->openDocument("canvas", kCanvas, error), nullptr);
+    EXPECT_TRUE(error.contains(fileOf())) << error.toStdString();
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), QByteArray("{ not json")) << "nothing is lost: the file stays as it was";
+}
+
+TEST_F(StoredDocumentTest, NodesThatHangFromNothingAndBrokenAttributesAreLeftOutAndTheRestLoads) {
+    TestSupport::CapturedLog log;
+    QJsonArray nodes{
+        node("root", nullptr, "tavola_shared_canvas"),
+        node("note", "root", "tavola_note", QJsonArray{floatValue("depth", 2.5f)}),
+        node("orphan", "nowhere", "tavola_note"),
+        node("loop-a", "loop-b", "tavola_folder"),
+        node("loop-b", "loop-a", "tavola_folder"),
+        node("note", "root", "tavola_note"),
+        node("broken", "root", "tavola_note",
+             QJsonArray{
+                 QJsonObject{{"name", "unknown-key"}, {"value", "AAAA"}}, QJsonObject{{"name", "depth"}},
+                 QJsonObject{
+                     {"name", "anchor-ids"}, {"typeCode", 0x100000b}, {"values", "AAA="}, {"size", 3}}})};
+    auto sites = server();
+    bool ok = false;
+    auto document = restored(*sites, QJsonObject{{"nodes", nodes}}, &ok);
+    ASSERT_TRUE(ok);
+    auto const root = document->rootNode();
+    EXPECT_EQ(root->guid(), QByteArray("root")) << "the root keeps its stored guid";
+    ASSERT_NE(root->childNode("note"), nullptr);
+    EXPECT_EQ(TestSupport::storedValue<float>(*root->childNode("note"), "depth"), 2.5f)
+        << "an attribute stored without its type code takes the one its node's type declares";
+    EXPECT_NE(root->childNode("broken"), nullptr);
+    EXPECT_TRUE(root->childNode("broken")->childAttributes().empty());
+    EXPECT_EQ(document->persistentNodeCount(), 3) << "the root, the note and the node with broken attributes";
+    EXPECT_EQ(log.messagesUpTo(Cobalt::Trace::LEVEL_WARNING).size(), 5u)
+        << "the repeated id, three broken attributes and the nodes that hang from nothing";
+}
+
+TEST_F(StoredDocumentTest, AStoredFormWithoutARootIsRefused) {
+    auto sites = server();
+    bool ok = true;
+    restored(*sites, QJsonObject{{"nodes", QJsonArray{node("child", "missing", "tavola_note")}}}, &ok);
+    EXPECT_FALSE(ok);
+}
+
+TEST_F(StoredDocumentTest, AListInTheOldFormOfOneStringPerValueIsRead) {
+    float const values[] = {1.0f, 2.0f};
+    QJsonArray perValue;
+    for (float value : values) {
+        perValue.append(QString::fromLatin1(QByteArray(reinterpret_cast<char const*>(&value), 4).toBase64()));
+    }
+    QJsonArray nodes{
+        node("root", nullptr, "tavola_shared_canvas",
+             QJsonArray{QJsonObject{{"name", "widths"}, {"typeCode", 0x100000d}, {"values", perValue}}})};
+    auto sites = server();
+    auto document = restored(*sites, QJsonObject{{"nodes", nodes}});
+    auto const list = document->rootNode()->childAttribute("widths");
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->vectorContainer()->count(), 2u);
+}
+
+TEST_F(StoredDocumentTest, AnIdCantReachOutsideTheStorageDirectory) {
+    auto sites = server();
+    QString const path = sites->server()->storedPath("../../etc/passwd");
+    EXPECT_EQ(QFileInfo(path).absolutePath(), QFileInfo(m_directory.path()).absoluteFilePath());
+}
+
+TEST_F(StoredDocumentTest, ARemovedDocumentLosesItsStoredFile) {
+    auto sites = server();
+    sites->join("a");
+    QString error;
+    ASSERT_TRUE(sites->server()->storeDocument("canvas", error));
+    ASSERT_TRUE(QFile::exists(fileOf()));
+    sites->server()->removeDocument("canvas");
+    EXPECT_FALSE(QFile::exists(fileOf()));
+}
+
+TEST_F(StoredDocumentTest, AServerWithoutAStorageDirectoryStoresNothing) {
+    LiveSites sites;
+    sites.join("a");
+    QString error;
+    EXPECT_FALSE(sites.server()->storeDocument("canvas", error));
+    EXPECT_EQ(error, QStringLiteral("the server stores no documents"));
+    EXPECT_FALSE(sites.server()->storeDocument("absent", error));
+}
