@@ -10,15 +10,20 @@
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/QtExecutor.hpp"
 #include "platform/tessel/ServerAttribute.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/ServerNode.hpp"
+#include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
 
 #include <functional>
 #include <map>
@@ -33,6 +38,8 @@ constexpr char const* documentId = "demo-canvas";
 constexpr int waitMilliseconds = 5000;
 /// Short, so that the demo shows the pin without a long wait; a real server waits far longer.
 constexpr float autoPinSeconds = 1.0f;
+/// Where the demo's servers store their documents, under the directory it runs in.
+constexpr char const* storageDirectory = "tavola-data";
 
 /// Runs the event loop until `done` holds; throws when it takes too long.
 void waitUntil(std::function<bool()> const& done, char const* what) {
@@ -108,20 +115,18 @@ public:
     Demo(QTextStream& out) : m_out(out), m_registry(std::make_shared<Kelp::TypeRegistry>()) {
         Basalt::registerAttributeTypes(*m_registry);
         Datamodel::registerTypes(*m_registry);
-        Tessel::TesselServer::Options options;
-        options.executor = folly::getKeepAliveToken(&m_serverExecutor);
-        options.typeRegistry = m_registry;
         // As a server process does once at start: the canvas operators, with a short idle time to pin.
         Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
-        m_server = Tessel::TesselServer::create(options);
-        Datamodel::registerServerDocumentTypes(*m_server);
+        m_server = makeServer();
     }
 
     void run() {
+        // A fresh canvas each time: the one a former run stored goes.
+        QFile::remove(m_server->storedPath(documentId));
         m_out << "tavola demo: one server (version " << m_server->version().toString()
               << ") and two clients, a and b, share the canvas \"" << documentId << "\" in this process.\n";
-        join(m_a);
-        join(m_b);
+        join(m_a, *m_server);
+        join(m_b, *m_server);
         m_out << "        a and b joined as connections " << m_a.connection->connectionId() << " and "
               << m_b.connection->connectionId() << "\n";
         describeReadiedCanvas();
@@ -132,14 +137,26 @@ public:
         stepFour(*note);
         stepFive(*note);
         stepSix(*note);
+        stepSeven(*note);
         m_out << "done: every site holds the same note.\n";
         Qt::endl(m_out);
     }
 
 private:
-    void join(Site& site) {
+    /// A server storing its documents under the demo's directory.
+    std::shared_ptr<Tessel::TesselServer> makeServer() {
+        Tessel::TesselServer::Options options;
+        options.executor = folly::getKeepAliveToken(&m_serverExecutor);
+        options.typeRegistry = m_registry;
+        options.storageDirectory = QString::fromLatin1(storageDirectory);
+        auto server = Tessel::TesselServer::create(options);
+        Datamodel::registerServerDocumentTypes(*server);
+        return server;
+    }
+
+    void join(Site& site, Tessel::TesselServer& server) {
         auto joined = Tessel::ClientToServerConnection::connect(
-            m_server->connectInProcess(folly::getKeepAliveToken(&site.executor)),
+            server.connectInProcess(folly::getKeepAliveToken(&site.executor)),
             {site.name, site.name + QStringLiteral("-user"), 0}, folly::getKeepAliveToken(&site.executor),
             m_registry);
         site.connection = waitFor(std::move(joined), "the server's welcome");
@@ -240,6 +257,33 @@ private:
         }
     }
 
+    void stepSeven(Datamodel::Note const& atA) {
+        QString error;
+        if (!m_server->storeDocument(documentId, error)) {
+            throw std::runtime_error(error.toStdString());
+        }
+        QString const path = m_server->storedPath(documentId);
+        QJsonObject stored;
+        if (!Tessel::StoredDocument::read(path, stored, error)) {
+            throw std::runtime_error(error.toStdString());
+        }
+        m_out << "step 7  the server stored the canvas in " << path << ": "
+              << stored.value(QStringLiteral("nodes")).toArray().size() << " nodes, \""
+              << Datamodel::SharedCanvas::documentType() << "\" at version "
+              << Tessel::JSONMigrations::reachedVersion(stored, Datamodel::SharedCanvas::documentType())
+              << " of its chain\n";
+        // A server that starts later, as a new release would, reads the canvas back through the chains.
+        std::shared_ptr<Tessel::TesselServer> const later = makeServer();
+        join(m_c, *later);
+        auto const* atC = dynamic_cast<Datamodel::Note const*>(m_c.document->findSharedElement(atA.guid()));
+        if (!atC) {
+            throw std::runtime_error("the stored canvas came back without the note");
+        }
+        m_out << "        a later server read it back; c opened it there: the note says \""
+              << atC->text.value() << "\", pinned " << (atC->pinned.value() ? "true" : "false")
+              << ", text-color " << text(atC->textColor.value()) << "\n";
+    }
+
     void stepFive(Datamodel::Note& atA) {
         Datamodel::Note* atB = nullptr;
         waitUntil(
@@ -277,6 +321,7 @@ private:
     std::shared_ptr<Tessel::TesselServer> m_server;
     Site m_a{QStringLiteral("a")};
     Site m_b{QStringLiteral("b")};
+    Site m_c{QStringLiteral("c")};
     QElapsedTimer m_addedAt;
 };
 
@@ -292,7 +337,8 @@ QString demoHelp() {
         "the document with the attributes the server's version admits; b receives it, and a change of its\n"
         "background colour gives the same text colour at both sites. The server's operators ready the new\n"
         "canvas, attach to the note when it arrives, and pin it once nothing moved for a second; both\n"
-        "sites see \"pinned\" arrive. Each step prints what each site sees.\n");
+        "sites see \"pinned\" arrive. Last, the server stores the canvas under ./tavola-data, and a server\n"
+        "started later reads it back for a third client, c. Each step prints what each site sees.\n");
 }
 
 int runDemo(QStringList const& arguments, QTextStream& out, QTextStream& err) {
