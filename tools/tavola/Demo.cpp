@@ -1,13 +1,12 @@
 #include "tools/tavola/Demo.hpp"
 
-#include "attributes/AttributeTypes.hpp"
+#include "tools/tavola/Commands.hpp"
+#include "tools/tavola/LocalSites.hpp"
+
 #include "canvas/Note.hpp"
 #include "canvas/SharedCanvas.hpp"
-#include "framework/RegisterTypes.hpp"
 #include "operators/AutoPinServerOperator.hpp"
-#include "operators/ServerDocumentTypes.hpp"
 #include "operators/ServerOperators.hpp"
-#include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/JSONMigration.hpp"
@@ -19,7 +18,6 @@
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
@@ -35,29 +33,10 @@ namespace Tavola {
 namespace {
 
 constexpr char const* documentId = "demo-canvas";
-constexpr int waitMilliseconds = 5000;
 /// Short, so that the demo shows the pin without a long wait; a real server waits far longer.
 constexpr float autoPinSeconds = 1.0f;
 /// Where the demo's servers store their documents, under the directory it runs in.
 constexpr char const* storageDirectory = "tavola-data";
-
-/// Runs the event loop until `done` holds; throws when it takes too long.
-void waitUntil(std::function<bool()> const& done, char const* what) {
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > waitMilliseconds) {
-            throw std::runtime_error(std::string("timed out waiting for ") + what);
-        }
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
-    }
-}
-
-template <typename T>
-T waitFor(folly::Future<T> future, char const* what) {
-    waitUntil([&] { return future.isReady(); }, what);
-    return std::move(future).get();
-}
 
 QString text(Cobalt::ColorPMA const& color) {
     return QStringLiteral("(%1, %2, %3, %4)")
@@ -72,15 +51,11 @@ QString text(Fathom::Vector2T<float> const& location) {
 }
 
 /// One client: its thread's executor, its link and its copy of the canvas, and what it heard.
-struct Site {
-    QString name;
-    Tessel::QtExecutor executor;
-    std::shared_ptr<Tessel::ClientToServerConnection> connection;
-    std::shared_ptr<Tessel::DocumentConnection> document;
+struct Site : LocalClient {
     /// Per attribute key: how often its listener ran, and where the last change came from.
     std::map<QByteArray, std::pair<int, QString>> heard;
 
-    explicit Site(QString siteName) : name(std::move(siteName)) {}
+    explicit Site(QString siteName) : LocalClient(std::move(siteName)) {}
 
     Datamodel::SharedCanvas& canvas() const {
         return *static_cast<Datamodel::SharedCanvas*>(document->documentRoot());
@@ -112,12 +87,10 @@ struct Site {
 
 class Demo {
 public:
-    Demo(QTextStream& out) : m_out(out), m_registry(std::make_shared<Kelp::TypeRegistry>()) {
-        Basalt::registerAttributeTypes(*m_registry);
-        Datamodel::registerTypes(*m_registry);
+    explicit Demo(QTextStream& out) : m_out(out) {
         // As a server process does once at start: the canvas operators, with a short idle time to pin.
         Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
-        m_server = makeServer();
+        m_server = m_sites.makeServer(QString::fromLatin1(storageDirectory));
     }
 
     void run() {
@@ -143,27 +116,8 @@ public:
     }
 
 private:
-    /// A server storing its documents under the demo's directory.
-    std::shared_ptr<Tessel::TesselServer> makeServer() {
-        Tessel::TesselServer::Options options;
-        options.executor = folly::getKeepAliveToken(&m_serverExecutor);
-        options.typeRegistry = m_registry;
-        options.storageDirectory = QString::fromLatin1(storageDirectory);
-        auto server = Tessel::TesselServer::create(options);
-        Datamodel::registerServerDocumentTypes(*server);
-        return server;
-    }
-
     void join(Site& site, Tessel::TesselServer& server) {
-        auto joined = Tessel::ClientToServerConnection::connect(
-            server.connectInProcess(folly::getKeepAliveToken(&site.executor)),
-            {site.name, site.name + QStringLiteral("-user"), 0}, folly::getKeepAliveToken(&site.executor),
-            m_registry);
-        site.connection = waitFor(std::move(joined), "the server's welcome");
-        site.document =
-            waitFor(site.connection->openDocument(documentId, Datamodel::SharedCanvas::documentType(),
-                                                  Datamodel::SharedCanvas::elementFactory()),
-                    "the canvas");
+        m_sites.join(site, server, documentId, Datamodel::SharedCanvas::documentType());
     }
 
     Datamodel::Note* stepOne() {
@@ -273,7 +227,8 @@ private:
               << Tessel::JSONMigrations::reachedVersion(stored, Datamodel::SharedCanvas::documentType())
               << " of its chain\n";
         // A server that starts later, as a new release would, reads the canvas back through the chains.
-        std::shared_ptr<Tessel::TesselServer> const later = makeServer();
+        std::shared_ptr<Tessel::TesselServer> const later =
+            m_sites.makeServer(QString::fromLatin1(storageDirectory));
         join(m_c, *later);
         auto const* atC = dynamic_cast<Datamodel::Note const*>(m_c.document->findSharedElement(atA.guid()));
         if (!atC) {
@@ -316,8 +271,7 @@ private:
     }
 
     QTextStream& m_out;
-    Tessel::QtExecutor m_serverExecutor;
-    std::shared_ptr<Kelp::TypeRegistry> m_registry;
+    LocalSites m_sites;
     std::shared_ptr<Tessel::TesselServer> m_server;
     Site m_a{QStringLiteral("a")};
     Site m_b{QStringLiteral("b")};
@@ -347,16 +301,7 @@ int runDemo(QStringList const& arguments, QTextStream& out, QTextStream& err) {
         Qt::endl(err);
         return 2;
     }
-    try {
-        Demo demo(out);
-        demo.run();
-        return 0;
-    } catch (std::exception const& failure) {
-        out.flush();
-        err << "tavola demo: " << failure.what();
-        Qt::endl(err);
-        return 1;
-    }
+    return runGuarded("demo", out, err, [&] { Demo(out).run(); });
 }
 
 } // namespace Tavola

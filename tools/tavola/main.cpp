@@ -1,6 +1,8 @@
 // tavola: the command-line tool of the data model.
 
 #include "tools/tavola/Demo.hpp"
+#include "tools/tavola/Inspect.hpp"
+#include "tools/tavola/Repair.hpp"
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -23,6 +25,12 @@ std::map<QString, Command> const& commands() {
         {QStringLiteral("demo"),
          {QStringLiteral("a server and two clients share a canvas and walk a note through its life"),
           Tavola::demoHelp, Tavola::runDemo}},
+        {QStringLiteral("inspect"),
+         {QStringLiteral("the element tree of a stored document, with types, titles and values"),
+          Tavola::inspectHelp, Tavola::runInspect}},
+        {QStringLiteral("repair"),
+         {QStringLiteral("open a stored canvas with the server's operators, store it back, list the repairs"),
+          Tavola::repairHelp, Tavola::runRepair}},
     };
     return table;
 }

@@ -1,0 +1,100 @@
+#include "tools/tavola/LocalSites.hpp"
+
+#include "attributes/AttributeTypes.hpp"
+#include "framework/RegisterTypes.hpp"
+#include "operators/ServerDocumentTypes.hpp"
+#include "platform/kelp/TypeRegistry.hpp"
+#include "platform/tessel/JSONMigration.hpp"
+#include "platform/tessel/StoredDocument.hpp"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <stdexcept>
+
+namespace Tavola {
+
+namespace {
+
+constexpr int waitMilliseconds = 5000;
+
+} // namespace
+
+void waitUntil(std::function<bool()> const& done, char const* what) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > waitMilliseconds) {
+            throw std::runtime_error(std::string("timed out waiting for ") + what);
+        }
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+    }
+}
+
+LocalSites::LocalSites() : m_registry(std::make_shared<Kelp::TypeRegistry>()) {
+    Basalt::registerAttributeTypes(*m_registry);
+    Datamodel::registerTypes(*m_registry);
+}
+
+std::shared_ptr<Tessel::TesselServer> LocalSites::makeServer(QString const& storageDirectory) {
+    Tessel::TesselServer::Options options;
+    options.executor = folly::getKeepAliveToken(&m_serverExecutor);
+    options.typeRegistry = m_registry;
+    options.storageDirectory = storageDirectory;
+    auto server = Tessel::TesselServer::create(options);
+    Datamodel::registerServerDocumentTypes(*server);
+    return server;
+}
+
+void LocalSites::join(LocalClient& client, Tessel::TesselServer& server, QByteArray const& id,
+                      QByteArray const& type) {
+    std::shared_ptr<Tessel::ServerDocumentType const> const documentType = server.documentType(type);
+    if (!documentType) {
+        throw std::runtime_error("unknown document type '" + type.toStdString() + "'");
+    }
+    auto joined = Tessel::ClientToServerConnection::connect(
+        server.connectInProcess(folly::getKeepAliveToken(&client.executor)),
+        {client.name, client.name + QStringLiteral("-user"), 0}, folly::getKeepAliveToken(&client.executor),
+        m_registry);
+    client.connection = waitFor(std::move(joined), "the server's welcome");
+    client.document =
+        waitFor(client.connection->openDocument(id, type, documentType->factory), "the document");
+}
+
+std::shared_ptr<Tessel::ServerDocument> LocalSites::openStored(Tessel::TesselServer& server,
+                                                               QByteArray const& id, QJsonObject stored) {
+    QByteArray const type = stored.value(QStringLiteral("documentType")).toString().toUtf8();
+    Tessel::JSONMigrations::instance().migrate(type, stored);
+    QString error;
+    bool restored = false;
+    auto document = server.openDocument(id, type, error, [&](Tessel::ServerDocument& opened) {
+        restored = Tessel::StoredDocument::restore(stored, opened, error);
+    });
+    if (!document || !restored) {
+        throw std::runtime_error(error.toStdString());
+    }
+    settle();
+    return document;
+}
+
+void LocalSites::settle() {
+    // Work posted by a change runs on a later turn of the loop, and may post more.
+    for (int turn = 0; turn < 10; ++turn) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+    }
+}
+
+QJsonObject readStored(QString const& path, QByteArray& documentType) {
+    QJsonObject stored;
+    QString error;
+    if (!Tessel::StoredDocument::read(path, stored, error)) {
+        throw std::runtime_error(error.toStdString());
+    }
+    documentType = stored.value(QStringLiteral("documentType")).toString().toUtf8();
+    if (documentType.isEmpty()) {
+        throw std::runtime_error("'" + path.toStdString() + "' names no document type");
+    }
+    return stored;
+}
+
+} // namespace Tavola

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "platform/tessel/ClientToServerConnection.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/QtExecutor.hpp"
+#include "platform/tessel/TesselServer.hpp"
+
+#include "folly/futures/Future.h"
+
+#include <QJsonObject>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace Kelp {
+class TypeRegistry;
+}
+
+namespace Tavola {
+
+/// Runs this thread's Qt event loop until `done` holds; throws `std::runtime_error` naming `what` after five
+/// seconds.
+void waitUntil(std::function<bool()> const& done, char const* what);
+
+/// The value of `future`, once this thread's event loop has completed it; throws as `waitUntil`.
+template <typename T>
+T waitFor(folly::Future<T> future, char const* what) {
+    waitUntil([&] { return future.isReady(); }, what);
+    return std::move(future).get();
+}
+
+/// One client in this process: its executor on this thread, its link and its open document.
+struct LocalClient {
+    explicit LocalClient(QString clientName) : name(std::move(clientName)) {}
+
+    QString name;
+    Tessel::QtExecutor executor;
+    std::shared_ptr<Tessel::ClientToServerConnection> connection;
+    std::shared_ptr<Tessel::DocumentConnection> document;
+};
+
+/// Servers and clients of the model's documents in this process, all on this thread's Qt event loop.
+class LocalSites {
+public:
+    LocalSites();
+
+    /// A server that knows the model's document types, storing documents under `storageDirectory` (nothing
+    /// when empty), with the operators registered in the process.
+    std::shared_ptr<Tessel::TesselServer> makeServer(QString const& storageDirectory = QString());
+    /// Links `client` to `server` and opens the document `id` of `type` there.
+    void join(LocalClient& client, Tessel::TesselServer& server, QByteArray const& id,
+              QByteArray const& type);
+    /// Opens on `server` the document `id` as `stored` holds it, brought forward through the chain of its
+    /// type first. Throws `std::runtime_error` when it can't.
+    std::shared_ptr<Tessel::ServerDocument> openStored(Tessel::TesselServer& server, QByteArray const& id,
+                                                       QJsonObject stored);
+    /// Runs what the server posted to run after its changes.
+    void settle();
+
+private:
+    Tessel::QtExecutor m_serverExecutor;
+    std::shared_ptr<Kelp::TypeRegistry> m_registry;
+};
+
+/// The stored form in `path` and its document type; throws `std::runtime_error` with a clear reason when it
+/// can't be read or names no type.
+QJsonObject readStored(QString const& path, QByteArray& documentType);
+
+} // namespace Tavola
