@@ -52,6 +52,28 @@ void setPair(QJsonObject& attribute, Fathom::Vector2T<float> value) {
     attribute.insert(QStringLiteral("value"), storedText(singlesBytes({value.x, value.y})));
 }
 
+/// A new value of a two-single attribute from its present one.
+using PairChange = std::function<Fathom::Vector2T<float>(Fathom::Vector2T<float>)>;
+
+/// Gives every "location" the value `location` makes of it and every "size" the value `size` makes of it
+/// (a null change leaves them); true when any changed. Throws when one holds fewer than two singles.
+bool changePairs(QJsonArray& attributes, PairChange const& location, PairChange const& size) {
+    bool changed = false;
+    for (int i = 0; i < attributes.size(); ++i) {
+        QJsonObject attribute = attributes.at(i).toObject();
+        PairChange const& change = isNamed(attribute, QLatin1String("location")) ? location
+                                   : isNamed(attribute, QLatin1String("size"))   ? size
+                                                                                 : PairChange();
+        if (!change) {
+            continue;
+        }
+        setPair(attribute, change(pairOf(attribute)));
+        attributes.replace(i, attribute);
+        changed = true;
+    }
+    return changed;
+}
+
 /// Changes a copy of the attributes of one node; true when it changed them.
 using AttributesChange = std::function<bool(QJsonArray& attributes)>;
 
@@ -138,54 +160,41 @@ QJsonObject TableCellSizeMigration::floatArray(float value, int count, QString c
 bool NotePaddingJSONMigration::migrate(QJsonObject&, QJsonObject& document) {
     rewriteAttributes(
         document, QStringLiteral("tavola_note"), "NotePaddingJSONMigration", [](QJsonArray& attributes) {
-            bool changed = false;
-            for (int i = 0; i < attributes.size(); ++i) {
-                QJsonObject attribute = attributes.at(i).toObject();
-                if (isNamed(attribute, QLatin1String("location"))) {
-                    Fathom::Vector2T<float> const location = pairOf(attribute);
-                    setPair(attribute, {location.x - s_padding.left, location.y - s_padding.top});
-                } else if (isNamed(attribute, QLatin1String("size"))) {
-                    Fathom::Vector2T<float> const size = pairOf(attribute);
-                    setPair(attribute, {size.x + s_padding.left + s_padding.right,
-                                        size.y + s_padding.top + s_padding.bottom});
-                } else {
-                    continue;
-                }
-                attributes.replace(i, attribute);
-                changed = true;
-            }
-            return changed;
+            return changePairs(
+                attributes,
+                [](Fathom::Vector2T<float> location) {
+                    return Fathom::Vector2T<float>{location.x - s_padding.left, location.y - s_padding.top};
+                },
+                [](Fathom::Vector2T<float> size) {
+                    return Fathom::Vector2T<float>{size.x + s_padding.left + s_padding.right,
+                                                   size.y + s_padding.top + s_padding.bottom};
+                });
         });
     return true;
 }
 
 bool AnchorOriginJSONMigration::migrate(QJsonObject&, QJsonObject& document) {
-    rewriteAttributes(
-        document, QStringLiteral("tavola_anchor"), "AnchorOriginJSONMigration", [](QJsonArray& attributes) {
-            float scale = 1.0f;
-            // An anchor without a stored size is moved as one of size -1 by -1, on purpose.
-            Fathom::Vector2T<float> size{-1.0f, -1.0f};
-            for (QJsonValue const& value : attributes) {
-                QJsonObject const attribute = value.toObject();
-                if (isNamed(attribute, QLatin1String("scale"))) {
-                    scale = readerOf(attribute).read<float>();
-                } else if (isNamed(attribute, QLatin1String("size"))) {
-                    size = pairOf(attribute);
-                }
-            }
-            bool changed = false;
-            for (int i = 0; i < attributes.size(); ++i) {
-                QJsonObject attribute = attributes.at(i).toObject();
-                if (!isNamed(attribute, QLatin1String("location"))) {
-                    continue;
-                }
-                Fathom::Vector2T<float> const centre = pairOf(attribute);
-                setPair(attribute, {centre.x - 0.5f * scale * size.x, centre.y - 0.5f * scale * size.y});
-                attributes.replace(i, attribute);
-                changed = true;
-            }
-            return changed;
-        });
+    rewriteAttributes(document, QStringLiteral("tavola_anchor"), "AnchorOriginJSONMigration",
+                      [](QJsonArray& attributes) {
+                          float scale = 1.0f;
+                          // An anchor without a stored size is moved as one of size -1 by -1, on purpose.
+                          Fathom::Vector2T<float> size{-1.0f, -1.0f};
+                          for (QJsonValue const& value : attributes) {
+                              QJsonObject const attribute = value.toObject();
+                              if (isNamed(attribute, QLatin1String("scale"))) {
+                                  scale = readerOf(attribute).read<float>();
+                              } else if (isNamed(attribute, QLatin1String("size"))) {
+                                  size = pairOf(attribute);
+                              }
+                          }
+                          return changePairs(
+                              attributes,
+                              [&](Fathom::Vector2T<float> centre) {
+                                  return Fathom::Vector2T<float>{centre.x - 0.5f * scale * size.x,
+                                                                 centre.y - 0.5f * scale * size.y};
+                              },
+                              PairChange());
+                      });
     return true;
 }
 
@@ -200,25 +209,17 @@ bool TableBorderJSONMigration::migrate(QJsonObject&, QJsonObject& document) {
                     break;
                 }
             }
-            bool changed = false;
-            for (int i = 0; i < attributes.size(); ++i) {
-                QJsonObject attribute = attributes.at(i).toObject();
-                if (isNamed(attribute, QLatin1String("location"))) {
-                    Fathom::Vector2T<float> const location = pairOf(attribute);
-                    setPair(attribute,
-                            {location.x + scale * s_border.left, location.y + scale * s_border.top});
-                } else if (isNamed(attribute, QLatin1String("size"))) {
-                    // Only the location takes the scale; the size loses the border as it is, on purpose.
-                    Fathom::Vector2T<float> const size = pairOf(attribute);
-                    setPair(attribute, {size.x - (s_border.left + s_border.right),
-                                        size.y - (s_border.top + s_border.bottom)});
-                } else {
-                    continue;
-                }
-                attributes.replace(i, attribute);
-                changed = true;
-            }
-            return changed;
+            return changePairs(
+                attributes,
+                [&](Fathom::Vector2T<float> location) {
+                    return Fathom::Vector2T<float>{location.x + scale * s_border.left,
+                                                   location.y + scale * s_border.top};
+                },
+                // Only the location takes the scale; the size loses the border as it is, on purpose.
+                [](Fathom::Vector2T<float> size) {
+                    return Fathom::Vector2T<float>{size.x - (s_border.left + s_border.right),
+                                                   size.y - (s_border.top + s_border.bottom)};
+                });
         });
     return true;
 }
