@@ -29,6 +29,27 @@ TesselServer::~TesselServer() {
     for (auto const& connection : m_connections) {
         connection.second->close();
     }
+    for (auto const& open : m_documents) {
+        storeQuietly(open.first);
+    }
+}
+
+void TesselServer::storeQuietly(QByteArray const& id) const {
+    QString error;
+    if (!storedPath(id).isEmpty() && !storeDocument(id, error)) {
+        Cobalt::Trace::error("TesselServer::storeDocument # %s", qPrintable(error));
+    }
+}
+
+void TesselServer::leave(ServerDocument& document, ServerToClientConnection& connection) {
+    if (!document.connectionOf(connection)) {
+        return;
+    }
+    document.removeConnection(connection);
+    // The last client gone, nothing is left to lose but the document itself.
+    if (document.connections().empty()) {
+        storeQuietly(document.id());
+    }
 }
 
 void TesselServer::registerDocumentType(QByteArray const& name, std::shared_ptr<ElementFactory> factory,
@@ -302,7 +323,7 @@ bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& fra
             return false;
         }
         if (std::shared_ptr<ServerDocument> const open = document(id)) {
-            open->removeConnection(connection);
+            leave(*open, connection);
         }
         return true;
     }
@@ -371,7 +392,7 @@ void TesselServer::disconnect(unsigned connectionId) {
         return;
     }
     for (auto const& document : m_documents) {
-        document.second->removeConnection(*found->second);
+        leave(*document.second, *found->second);
     }
     m_connections.erase(found);
 }

@@ -96,6 +96,8 @@ public:
     bool removeDocument(QByteArray const& id);
     /// Writes an open document's persistent tree to its file under the storage directory, whole or not at
     /// all. False, with the reason in `error`, when it isn't open, nothing is stored, or the write fails.
+    /// A server with a storage directory also stores a document when its last client leaves, and every open
+    /// document when it is destroyed.
     bool storeDocument(QByteArray const& id, QString& error) const;
     /// The file of a document under the storage directory; empty when nothing is stored.
     QString storedPath(QByteArray const& id) const;
@@ -107,6 +109,10 @@ private:
     bool handleTransaction(ServerToClientConnection& connection, Cobalt::BinaryData& payload, QString& error);
     bool handleOpen(ServerToClientConnection& connection, Cobalt::BinaryData& payload, QString& error);
     void disconnect(unsigned connectionId);
+    /// Takes a client out of a document it has open, and stores the document when it was the last.
+    void leave(ServerDocument& document, ServerToClientConnection& connection);
+    /// Stores a document when the server stores documents, logging a failure.
+    void storeQuietly(QByteArray const& id) const;
     /// Lists a document that opened, and tells every client.
     void listDocument(ServerDocument const& document);
     /// Notes a client's change of a document's persistent tree: its size at once, its modified time at

@@ -204,3 +204,34 @@ TEST_F(StoredDocumentTest, AServerWithoutAStorageDirectoryStoresNothing) {
     EXPECT_EQ(error, QStringLiteral("the server stores no documents"));
     EXPECT_FALSE(sites.server()->storeDocument("absent", error));
 }
+
+TEST_F(StoredDocumentTest, ADocumentIsStoredWhenItsLastClientLeaves) {
+    auto sites = server();
+    auto& a = sites->join("a");
+    auto& b = sites->join("b");
+    a.connection->disconnect();
+    sites->deliver();
+    EXPECT_FALSE(QFile::exists(fileOf())) << "b still has it open";
+    b.connection->disconnect();
+    sites->deliver();
+    EXPECT_TRUE(QFile::exists(fileOf())) << "stored as the last client left";
+}
+
+TEST_F(StoredDocumentTest, EveryOpenDocumentIsStoredWhenTheServerGoes) {
+    TestSupport::ManualExecutor executor;
+    Tessel::TesselServer::Options options;
+    options.executor = folly::getKeepAliveToken(&executor);
+    options.typeRegistry = TestSupport::modelTypeRegistry();
+    options.storageDirectory = m_directory.path();
+    Tessel::ServerDocumentTypeOperators none;
+    options.operators = &none;
+    auto server = Tessel::TesselServer::create(options);
+    Datamodel::registerServerDocumentTypes(*server);
+    QString error;
+    // Open with no client at all: only the server's end can store them.
+    ASSERT_NE(server->openDocument("first", kCanvas, error), nullptr);
+    ASSERT_NE(server->openDocument("second", kCanvas, error), nullptr);
+    server.reset();
+    EXPECT_TRUE(QFile::exists(fileOf("first")));
+    EXPECT_TRUE(QFile::exists(fileOf("second")));
+}
