@@ -37,6 +37,14 @@ QString text(char const* key) {
     return QString::fromLatin1(key);
 }
 
+/// A key of the stored form (an id, a name, a type): the text up to a NUL character, where written keys
+/// end, so that what is read is what would be written again.
+QString keyText(QJsonValue const& value) {
+    QString const text = value.toString();
+    int const end = text.indexOf(QChar(0));
+    return end < 0 ? text : text.left(end);
+}
+
 QJsonValue base64(QByteArray const& bytes) {
     return QString::fromLatin1(bytes.toBase64());
 }
@@ -99,13 +107,13 @@ public:
         QHash<QString, std::vector<QJsonObject const*>> children;
         QHash<QString, int> seen;
         for (QJsonObject const& object : objects) {
-            QString const id = object.value(text(kId)).toString();
+            QString const id = keyText(object.value(text(kId)));
             if (id.isEmpty() || seen[id]++ > 0) {
                 Cobalt::Trace::warning("StoredDocument::restore # Left out a node with %s id '%s'",
                                        id.isEmpty() ? "no" : "a repeated", qPrintable(id));
                 continue;
             }
-            QString const parent = object.value(text(kParentId)).toString();
+            QString const parent = keyText(object.value(text(kParentId)));
             if (parent.isEmpty() && !root) {
                 root = &object;
             } else {
@@ -116,7 +124,7 @@ public:
             error = QStringLiteral("the stored document has no root node");
             return false;
         }
-        m_document.adoptRootGuid(root->value(text(kId)).toString().toUtf8());
+        m_document.adoptRootGuid(keyText(root->value(text(kId))).toUtf8());
         addAttributes(*root, *m_document.rootNode());
         int const hung = hangChildren(children);
         if (hung + 1 < seen.size()) {
@@ -153,10 +161,10 @@ private:
 
     std::shared_ptr<ServerNode> makeNode(QJsonObject const& object) {
         auto node = std::make_shared<ServerNode>(&m_document);
-        node->setGuid(object.value(text(kId)).toString().toUtf8());
-        QString const name = object.value(text(kName)).toString();
+        node->setGuid(keyText(object.value(text(kId))).toUtf8());
+        QString const name = keyText(object.value(text(kName)));
         node->setName(name.isEmpty() ? node->guid() : name.toUtf8());
-        node->setTypeKey(object.value(text(kType)).toString().toUtf8());
+        node->setTypeKey(keyText(object.value(text(kType))).toUtf8());
         addAttributes(object, *node);
         return node;
     }
@@ -171,7 +179,7 @@ private:
 
     /// The attribute a stored object describes; null, with a warning, when its type or value is unknown.
     std::shared_ptr<ServerAttribute> makeAttribute(QJsonObject const& stored, ServerNode const& node) {
-        QByteArray const name = stored.value(text(kName)).toString().toUtf8();
+        QByteArray const name = keyText(stored.value(text(kName))).toUtf8();
         unsigned const typeCode = typeCodeOf(stored, node.typeKey(), name);
         bool const vector = (typeCode & Kelp::TYPE_VECTOR_FLAG) != 0;
         if (name.isEmpty() || typeCode == 0 || !stored.contains(text(vector ? kValues : kValue))) {
