@@ -60,6 +60,11 @@ Wire::Operation valueOperation(ServerAttribute const& attribute, QByteArray cons
     return operation;
 }
 
+/// Whether a guid or name can key a node: not empty, and without a NUL character.
+bool isUsableKey(QByteArray const& key) {
+    return !key.isEmpty() && !key.contains('\0');
+}
+
 QString quoted(QByteArray const& text) {
     return QLatin1Char('\'') + QString::fromUtf8(text) + QLatin1Char('\'');
 }
@@ -395,10 +400,11 @@ bool ServerDocument::check(std::vector<Wire::Operation> const& operations, QStri
                 error = QStringLiteral("unknown type %1").arg(quoted(operation.typeKey));
                 return false;
             }
-            if (operation.nodeGuid.isEmpty() || operation.name.isEmpty() ||
+            // A NUL character would end the key in the stored form.
+            if (!isUsableKey(operation.nodeGuid) || !isUsableKey(operation.name) ||
                 simulation.isTaken(operation.nodeGuid) ||
                 simulation.hasChildNamed(operation.parentGuid, operation.name)) {
-                error = QStringLiteral("node %1 named %2 exists already or has no guid or name")
+                error = QStringLiteral("node %1 named %2 exists already or has no usable guid or name")
                             .arg(quoted(operation.nodeGuid), quoted(operation.name));
                 return false;
             }

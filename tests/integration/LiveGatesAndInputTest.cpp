@@ -188,3 +188,17 @@ TEST_F(LiveBadInput, ATransactionWithOneBadOperationChangesNothing) {
     expectRefused(transactionFrame({addition, setText("no-such-node", "text", Kelp::TYPE_STRING)}));
     EXPECT_EQ(sites.serverDocument()->findNode("new-note"), nullptr) << "the good half wasn't applied either";
 }
+
+// A NUL character would end the key where the document is stored.
+TEST_F(LiveBadInput, ANodeWhoseGuidOrNameHoldsANulCharacterIsRefused) {
+    for (auto const& key : {std::make_pair(QByteArray("bad\0guid", 8), QByteArray("fine")),
+                            std::make_pair(QByteArray("fine-guid"), QByteArray("bad\0name", 8))}) {
+        Tessel::Wire::Operation addition;
+        addition.kind = Tessel::Wire::OperationKind::AddNode;
+        addition.parentGuid = sites.serverDocument()->rootNode()->guid();
+        addition.nodeGuid = key.first;
+        addition.name = key.second;
+        addition.typeKey = "tavola_note";
+        expectRefused(transactionFrame({addition}));
+    }
+}
