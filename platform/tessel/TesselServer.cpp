@@ -11,6 +11,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QUrl>
 
 namespace Tessel {
@@ -147,6 +148,9 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
     }
     opened->startOperators(m_options.operators->factories(type));
     listDocument(*opened);
+    if (isStored) {
+        restoreInfo(stored.value(QLatin1String(documentInfoKey)).toArray(), *documentInfo(id));
+    }
     return opened;
 }
 
@@ -248,7 +252,36 @@ bool TesselServer::storeDocument(QByteArray const& id, QString& error) const {
         return false;
     }
     QDir().mkpath(m_options.storageDirectory);
-    return StoredDocument::write(path, StoredDocument::fromDocument(*open), error);
+    QJsonObject stored = StoredDocument::fromDocument(*open);
+    if (std::shared_ptr<DocumentInfo> const info = documentInfo(id)) {
+        stored.insert(QLatin1String(documentInfoKey), storedInfo(*info));
+    }
+    return StoredDocument::write(path, stored, error);
+}
+
+QJsonArray TesselServer::storedInfo(DocumentInfo const& info) const {
+    QJsonArray values;
+    for (Wire::AttributeValue const& value : info.encodedValues(typeRegistry())) {
+        values.append(QJsonObject{{QStringLiteral("name"), QString::fromUtf8(value.name)},
+                                  {QStringLiteral("typeCode"), static_cast<qint64>(value.typeCode)},
+                                  {QStringLiteral("value"), QString::fromLatin1(value.bytes.toBase64())}});
+    }
+    return values;
+}
+
+void TesselServer::restoreInfo(QJsonArray const& stored, DocumentInfo& info) const {
+    std::vector<Wire::AttributeValue> values;
+    for (QJsonValue const& value : stored) {
+        QJsonObject const object = value.toObject();
+        values.push_back(
+            {object.value(QStringLiteral("name")).toString().toUtf8(),
+             static_cast<unsigned>(object.value(QStringLiteral("typeCode")).toDouble()),
+             QByteArray::fromBase64(object.value(QStringLiteral("value")).toString().toLatin1())});
+    }
+    unsigned long const size = info.size();
+    info.applyValues(values, typeRegistry());
+    // The size is the tree's as it opened, whatever was stored.
+    info.sizeAttribute = size;
 }
 
 void TesselServer::sendListing(DocumentInfo const& info, ServerToClientConnection const* only) const {

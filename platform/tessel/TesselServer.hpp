@@ -7,6 +7,7 @@
 #include "folly/Executor.h"
 
 #include <QByteArray>
+#include <QJsonArray>
 #include <QString>
 
 #include <functional>
@@ -21,6 +22,9 @@ class TypeRegistry;
 namespace Tessel {
 
 class DocumentInfo;
+
+/// The key of a stored document under which the server keeps the document's information.
+constexpr char documentInfoKey[] = "documentInfo";
 class MessageLink;
 class ServerToClientConnection;
 
@@ -123,6 +127,11 @@ private:
     void scheduleListing(QByteArray const& id);
     /// Sends the values of a listed document to one client, or to every greeted client when null.
     void sendListing(DocumentInfo const& info, ServerToClientConnection const* only = nullptr) const;
+    /// The stored form of a document's information, under `documentInfoKey` of its stored document, so that
+    /// its name, state and times outlive the server.
+    QJsonArray storedInfo(DocumentInfo const& info) const;
+    /// Takes the stored information of a document that opened from storage.
+    void restoreInfo(QJsonArray const& stored, DocumentInfo& info) const;
     /// Sends a message to every client that greeted the server.
     void broadcast(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const;
     void refuse(ServerToClientConnection const& connection, QString const& error) const;

@@ -5,6 +5,8 @@
 #include "tests/support/OperatorSites.hpp"
 
 #include "canvas/Note.hpp"
+#include "platform/tessel/DocumentInfo.hpp"
+#include "platform/tessel/Documents.hpp"
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/StoredDocument.hpp"
@@ -16,6 +18,9 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <chrono>
+#include <thread>
 
 using Tessel::StoredDocument;
 using TestSupport::LiveSites;
@@ -234,4 +239,26 @@ TEST_F(StoredDocumentTest, EveryOpenDocumentIsStoredWhenTheServerGoes) {
     server.reset();
     EXPECT_TRUE(QFile::exists(fileOf("first")));
     EXPECT_TRUE(QFile::exists(fileOf("second")));
+}
+
+TEST_F(StoredDocumentTest, ADocumentsNameStateAndTimesOutliveTheServer) {
+    Cobalt::TimeStamp created;
+    {
+        auto sites = server();
+        sites->join("a");
+        auto const info = sites->server()->documentInfo("canvas");
+        info->nameAttribute = QStringLiteral("Quarterly planning");
+        info->stateAttribute = Tessel::DOCUMENT_STATE_DEMO;
+        created = info->createdTimestamp();
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    auto later = server();
+    auto& b = later->join("b");
+    auto const info = b.connection->documents()->findDocumentInfoById("canvas");
+    ASSERT_NE(info, nullptr);
+    EXPECT_EQ(info->documentName(), QStringLiteral("Quarterly planning"));
+    EXPECT_EQ(info->documentState(), Tessel::DOCUMENT_STATE_DEMO);
+    EXPECT_EQ(info->createdTimestamp().ticks(), created.ticks())
+        << "created when first made, not when reopened";
+    EXPECT_EQ(info->size(), static_cast<unsigned long>(later->serverDocument()->persistentNodeCount()));
 }
