@@ -3,6 +3,7 @@
 #include "platform/tessel/WorkerThread.hpp"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -23,8 +24,23 @@ constexpr qint64 chunkSize = 1 << 20;
     throw std::runtime_error(text.toStdString());
 }
 
+/// Refuses to write where the permission bits forbid it for everyone, which a superuser's writes would
+/// ignore: a store marked read-only stays unchanged.
+void requireWritable(QString const& directory) {
+    QFileInfo const info(directory);
+    QFileDevice::Permissions const anyWrite =
+        QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+    if (!info.isDir()) {
+        fail(QStringLiteral("Can't write in '%1': it is not a directory").arg(directory));
+    }
+    if (!(info.permissions() & anyWrite)) {
+        fail(QStringLiteral("Can't write in '%1': the directory is read-only").arg(directory));
+    }
+}
+
 /// A new, empty temporary file in `directory` that stays when closed.
 std::unique_ptr<QTemporaryFile> temporaryFileIn(QString const& directory) {
+    requireWritable(directory);
     auto file =
         std::make_unique<QTemporaryFile>(QDir(directory).filePath(QString::fromLatin1(temporaryPattern)));
     file->setAutoRemove(false);
@@ -32,6 +48,14 @@ std::unique_ptr<QTemporaryFile> temporaryFileIn(QString const& directory) {
         fail(QStringLiteral("Can't write in '%1': %2").arg(directory, file->errorString()));
     }
     return file;
+}
+
+/// A free temporary name in `directory`, for a file that another call makes.
+QString temporaryNameIn(QString const& directory) {
+    std::unique_ptr<QTemporaryFile> const reserved = temporaryFileIn(directory);
+    QString const name = reserved->fileName();
+    reserved->remove();
+    return name;
 }
 
 /// Reads `file` to its end in chunks, giving each to `take`.
@@ -46,47 +70,61 @@ void readChunks(QFile& file, Take&& take) {
     }
 }
 
+void refuseEmpty(qint64 size, QString const& what) {
+    if (size == 0) {
+        fail(QStringLiteral("Nothing to import: '%1' is empty").arg(what));
+    }
+}
+
+/// SHA-256 of the whole file at `path`.
+QByteArray hashOfFile(QString const& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        fail(QStringLiteral("Can't read '%1': %2").arg(path, file.errorString()));
+    }
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    readChunks(file, [&](QByteArray const& chunk) { hash.addData(chunk); });
+    return hash.result();
+}
+
+/// Where the content of `publicHash` lies in `directory`.
+QString storedPath(QString const& directory, QByteArray const& publicHash) {
+    return QDir(directory).filePath(QString::fromLatin1(publicHash.toHex()));
+}
+
 } // namespace
 
 AssetStorage::Written AssetStorage::copyInto(QString const& path, QString const& directory) {
+    QFileInfo const before(path);
+    refuseEmpty(before.exists() ? before.size() : -1, path);
+    Written written{QString(), hashOfFile(path)};
+    if (QFile::exists(storedPath(directory, written.publicHash))) {
+        return written;
+    }
+    written.temporaryPath = temporaryNameIn(directory);
     QFile source(path);
-    if (!source.open(QIODevice::ReadOnly)) {
-        fail(QStringLiteral("Can't read '%1': %2").arg(path, source.errorString()));
+    if (!source.copy(written.temporaryPath)) {
+        QFile::remove(written.temporaryPath);
+        fail(QStringLiteral("Can't write in '%1': %2").arg(directory, source.errorString()));
     }
-    std::unique_ptr<QTemporaryFile> const copy = temporaryFileIn(directory);
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    try {
-        readChunks(source, [&](QByteArray const& chunk) {
-            hash.addData(chunk);
-            if (copy->write(chunk) != chunk.size()) {
-                fail(QStringLiteral("Can't write in '%1': %2").arg(directory, copy->errorString()));
-            }
-        });
-    } catch (...) {
-        copy->remove();
-        throw;
+    // Hashing and copying read the file twice; a file written in between would be stored under a hash
+    // that isn't its content's.
+    QFileInfo const after(path);
+    if (after.size() != before.size() || after.lastModified() != before.lastModified() ||
+        QFileInfo(written.temporaryPath).size() != before.size()) {
+        QFile::remove(written.temporaryPath);
+        fail(QStringLiteral("'%1' changed while it was imported").arg(path));
     }
-    copy->close();
-    return Written{copy->fileName(), hash.result()};
+    return written;
 }
 
 AssetStorage::Written AssetStorage::moveInto(QString const& path, QString const& directory) {
-    QString target;
-    {
-        std::unique_ptr<QTemporaryFile> const reserved = temporaryFileIn(directory);
-        target = reserved->fileName();
-        reserved->remove();
-    }
+    refuseEmpty(QFileInfo::exists(path) ? QFileInfo(path).size() : -1, path);
+    QString const target = temporaryNameIn(directory);
     if (!QFile::rename(path, target)) {
         return Written();
     }
-    QFile moved(target);
-    QCryptographicHash hash(QCryptographicHash::Sha256);
-    if (!moved.open(QIODevice::ReadOnly)) {
-        fail(QStringLiteral("Can't read '%1': %2").arg(target, moved.errorString()));
-    }
-    readChunks(moved, [&](QByteArray const& chunk) { hash.addData(chunk); });
-    return Written{target, hash.result()};
+    return Written{target, hashOfFile(target)};
 }
 
 AssetStorage::Item::Item(QByteArray publicHash, QString localPath, QString fileName)
@@ -128,14 +166,20 @@ folly::Future<std::shared_ptr<AssetStorage::Item>> AssetStorage::importData(QByt
                                                                             QString const& name) {
     QString const directory = m_directory;
     return import(
-        [data, directory] {
+        [data, directory, name] {
+            refuseEmpty(data.size(), name);
+            Written written{QString(), QCryptographicHash::hash(data, QCryptographicHash::Sha256)};
+            if (QFile::exists(storedPath(directory, written.publicHash))) {
+                return written;
+            }
             std::unique_ptr<QTemporaryFile> const file = temporaryFileIn(directory);
             if (file->write(data) != data.size() || !file->flush()) {
                 QString const reason = file->errorString();
                 file->remove();
                 fail(QStringLiteral("Can't write in '%1': %2").arg(directory, reason));
             }
-            return Written{file->fileName(), QCryptographicHash::hash(data, QCryptographicHash::Sha256)};
+            written.temporaryPath = file->fileName();
+            return written;
         },
         name);
 }
@@ -151,7 +195,7 @@ folly::Future<std::shared_ptr<AssetStorage::Item>> AssetStorage::importFile(QStr
         [path, directory, temporary] {
             // A temporary file on the storage's disk is moved, not copied.
             Written written = temporary ? moveInto(path, directory) : Written();
-            if (written.temporaryPath.isEmpty()) {
+            if (written.publicHash.isEmpty()) {
                 written = copyInto(path, directory);
                 if (temporary) {
                     QFile::remove(path);
@@ -183,22 +227,47 @@ folly::Future<std::shared_ptr<AssetStorage::Item>> AssetStorage::import(std::fun
 }
 
 std::shared_ptr<AssetStorage::Item> AssetStorage::keep(Written const& written, QString const& name) {
+    auto const dropTemporary = [&written] {
+        if (!written.temporaryPath.isEmpty()) {
+            QFile::remove(written.temporaryPath);
+        }
+    };
     if (std::shared_ptr<Item> const existing = m_items.value(written.publicHash)) {
-        QFile::remove(written.temporaryPath);
+        dropTemporary();
         return existing;
     }
-    QString const path = QDir(m_directory).filePath(QString::fromLatin1(written.publicHash.toHex()));
+    QString const path = storedPath(m_directory, written.publicHash);
     // A file of that name holds that content: the name is its hash.
     if (QFile::exists(path)) {
-        QFile::remove(written.temporaryPath);
-    } else if (!QFile::rename(written.temporaryPath, path)) {
-        QFile::remove(written.temporaryPath);
+        dropTemporary();
+    } else if (written.temporaryPath.isEmpty() || !QFile::rename(written.temporaryPath, path)) {
+        dropTemporary();
         fail(QStringLiteral("Can't store '%1' in '%2'").arg(name, m_directory));
     }
     auto const item = std::make_shared<Item>(written.publicHash, path, name);
     m_items.insert(written.publicHash, item);
     itemAdded.raise(item);
     return item;
+}
+
+std::unique_ptr<QTemporaryFile> AssetStorage::createTemporaryFile() const {
+    return temporaryFileIn(m_directory);
+}
+
+std::shared_ptr<AssetStorage::Item> AssetStorage::adopt(QString const& temporaryPath,
+                                                        QByteArray const& publicHash, QString const& name) {
+    return keep(Written{temporaryPath, publicHash}, name);
+}
+
+bool AssetStorage::removeItem(QByteArray const& publicHash) {
+    std::shared_ptr<Item> const item = m_items.take(publicHash);
+    if (!item) {
+        return false;
+    }
+    QFile::remove(item->localPath());
+    item->m_complete = false;
+    item->changed.raise();
+    return true;
 }
 
 } // namespace Tessel

@@ -11,6 +11,8 @@
 
 #include <memory>
 
+class QTemporaryFile;
+
 namespace Tessel {
 
 class WorkerThread;
@@ -20,10 +22,12 @@ class WorkerThread;
 /// however often they are imported.
 ///
 /// Imports hash and copy on a thread of the storage's own and complete on the owner's executor, where
-/// items are handed out and events raised. An import writes to a temporary name in the directory and
-/// renames the file to its hash at the end: a crash never leaves part of a file under a hash name, and the
-/// temporary files it may leave are removed when a storage opens the directory again. Made with `create`,
-/// held by a shared pointer; used from the owner's thread.
+/// items are handed out and events raised. A content is hashed before it is copied, so a content that the
+/// storage holds already costs one hash and no copy. An import writes to a temporary name in the directory
+/// and renames the file to its hash at the end: a crash never leaves part of a file under a hash name, and
+/// the temporary files it may leave are removed when a storage opens the directory again. Empty contents
+/// are refused, and so is a directory that nobody may write (its permission bits are honoured even for a
+/// superuser). Made with `create`, held by a shared pointer; used from the owner's thread.
 class AssetStorage : public std::enable_shared_from_this<AssetStorage> {
 public:
     enum ImportFlag : unsigned {
@@ -44,16 +48,20 @@ public:
         QString const& localPath() const { return m_localPath; }
         /// The name the content was imported under (a file's own name by default).
         QString const& fileName() const { return m_fileName; }
-        /// Whether the whole content is here.
-        bool isComplete() const { return true; }
+        /// Whether the whole content is here: true from the moment the storage hands the item out, until
+        /// the storage lets the content go (`removeItem`).
+        bool isComplete() const { return m_complete; }
 
         /// Raised when the item changes.
         Basalt::Event<> changed;
 
     private:
+        friend class AssetStorage;
+
         QByteArray m_publicHash;
         QString m_localPath;
         QString m_fileName;
+        bool m_complete = true;
     };
 
     /// A storage over `directory`, made if missing, knowing the contents already there. Items are handed
@@ -69,25 +77,45 @@ public:
     /// Stores `data` under `name`. The item of the same content when there is one already.
     folly::Future<std::shared_ptr<Item>> importData(QByteArray const& data, QString const& name);
     /// Stores the file at `path` under `name` (its own file name when empty): a copy, or the file itself
-    /// with `IMPORT_TEMPORARY`. Fails with "Can't read '<path>': <reason>" when the file can't be read.
+    /// with `IMPORT_TEMPORARY`. Fails with "Can't read '<path>': <reason>" when the file can't be read, and
+    /// with "'<path>' changed while it was imported" when it changed between hashing and copying.
     folly::Future<std::shared_ptr<Item>> importFile(QString const& path, QString name, ImportFlags flags);
     /// The item of a public hash (32 bytes), ready at once; null when the storage has none.
     folly::Future<std::shared_ptr<Item>> item(QByteArray const& publicHash);
+    /// The same, at once.
+    std::shared_ptr<Item> findItem(QByteArray const& publicHash) const { return m_items.value(publicHash); }
     /// The number of items.
     int itemCount() const { return m_items.size(); }
+    /// Lets a content go: its file is removed, its item is no longer complete (and says so through
+    /// `changed`) and leaves the storage. False when the storage has no such item.
+    bool removeItem(QByteArray const& publicHash);
+
+    // For contents that arrive in pieces (from a server or a client): they are written to a temporary file of
+    // the storage, hashed as they come, and adopted whole.
+
+    /// A new, empty temporary file in the directory, kept when closed. Throws `std::runtime_error` with
+    /// "Can't write in '<directory>': <reason>" when none can be made.
+    std::unique_ptr<QTemporaryFile> createTemporaryFile() const;
+    /// Makes the whole file at `temporaryPath` (in the directory), whose content hashes to `publicHash`, the
+    /// item of that hash, or removes it when the storage has the content already. Throws
+    /// `std::runtime_error` when it can't be stored.
+    std::shared_ptr<Item> adopt(QString const& temporaryPath, QByteArray const& publicHash,
+                                QString const& name);
 
     /// Raised on the owner's thread with each item that a storage gains.
     Basalt::Event<std::shared_ptr<Item>> itemAdded;
 
 private:
-    /// What the worker made of an import: a temporary file in the directory and the hash of its content.
+    /// What the worker made of an import: the hash of the content and, unless the directory holds that
+    /// content already, a temporary file in the directory with it.
     struct Written {
         QString temporaryPath;
         QByteArray publicHash;
     };
 
     AssetStorage(QString directory, folly::Executor::KeepAlive<> executor);
-    /// On the worker: copies the file at `path` into a temporary file of `directory`, hashing it.
+    /// On the worker: hashes the file at `path` and, unless `directory` holds its content, copies it into a
+    /// temporary file there.
     static Written copyInto(QString const& path, QString const& directory);
     /// On the worker: moves the file at `path` to a temporary name in `directory` and hashes it; an empty
     /// result when it can't be moved there (another disk).

@@ -2,6 +2,7 @@
 
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/AssetStorage.hpp"
+#include "platform/tessel/ClientAssets.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/Documents.hpp"
 #include "platform/tessel/MessageLink.hpp"
@@ -25,7 +26,14 @@ std::runtime_error connectionLost() {
 
 ClientToServerConnection::ClientToServerConnection(Announcement announcement, folly::Executor* idleExecutor)
     : m_announcement(std::move(announcement)), m_idleExecutor(idleExecutor),
-      m_documentList(std::make_unique<Documents>()), m_manager(std::make_shared<ConnectionManager>()) {}
+      m_documentList(std::make_unique<Documents>()), m_manager(std::make_shared<ConnectionManager>()),
+      m_assets(makeAssets()) {}
+
+std::unique_ptr<ClientAssets> ClientToServerConnection::makeAssets() {
+    return std::make_unique<ClientAssets>(
+        m_manager->assetStorage(),
+        [this](Wire::MessageKind kind, Cobalt::BinaryData const& payload) { send(kind, payload); });
+}
 
 ClientToServerConnection::~ClientToServerConnection() {
     if (m_link) {
@@ -44,6 +52,7 @@ folly::Future<std::shared_ptr<ClientToServerConnection>> ClientToServerConnectio
     auto connection = std::make_shared<ClientToServerConnection>(Announcement(), executor.get());
     if (manager) {
         connection->m_manager = std::move(manager);
+        connection->m_assets = connection->makeAssets();
     }
     connection->m_link = std::move(link);
     connection->m_registry = std::move(registry);
@@ -115,6 +124,7 @@ void ClientToServerConnection::linkClosed() {
         auto welcome = std::move(m_welcome);
         welcome->setException(connectionLost());
     }
+    m_assets->connectionLost();
     std::map<QByteArray, PendingOpen> pending;
     pending.swap(m_pendingOpens);
     for (auto& entry : pending) {
@@ -145,6 +155,9 @@ bool ClientToServerConnection::handle(Wire::Frame& frame, QString& error) {
     if (frame.kind == Wire::MessageKind::DocumentOpened) {
         error = QStringLiteral("malformed document");
         return handleOpened(payload);
+    }
+    if (AssetTransfer::isAssetMessage(frame.kind)) {
+        return m_assets->handle(frame.kind, payload, error);
     }
     QByteArray id;
     Wire::PayloadReader reader(payload);

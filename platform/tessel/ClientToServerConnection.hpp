@@ -21,6 +21,7 @@ class TypeRegistry;
 
 namespace Tessel {
 
+class ClientAssets;
 class ConnectionManager;
 class DocumentConnection;
 class Documents;
@@ -86,6 +87,8 @@ public:
     Documents* documents() const { return m_documentList.get(); }
     /// The client's services, such as its asset storage; never null.
     std::shared_ptr<ConnectionManager> connectionManager() const { return m_manager; }
+    /// The contents this client publishes to the server and fetches from it.
+    ClientAssets& assets() const { return *m_assets; }
 
     /// Opens the document `id` of type `type` on the server, building its elements with `factory`; completes
     /// once the whole current document arrived. Fails with the server's reason when it refuses, and with
@@ -110,6 +113,8 @@ private:
     bool handleWelcome(Cobalt::BinaryData& payload);
     bool handleOpened(Cobalt::BinaryData& payload);
     void linkClosed();
+    /// Asset transfers over this link, with the storage of the connection manager.
+    std::unique_ptr<ClientAssets> makeAssets();
 
     Announcement m_announcement;
     folly::Executor* m_idleExecutor;
@@ -123,6 +128,7 @@ private:
     std::map<QByteArray, std::weak_ptr<DocumentConnection>> m_documents;
     std::unique_ptr<Documents> m_documentList;
     std::shared_ptr<ConnectionManager> m_manager;
+    std::unique_ptr<ClientAssets> m_assets;
 };
 
 } // namespace Tessel

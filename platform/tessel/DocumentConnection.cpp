@@ -1,8 +1,11 @@
 #include "platform/tessel/DocumentConnection.hpp"
 
+#include "attributes/AttributeAsset.hpp"
+#include "attributes/WeakAttributePtrT.hpp"
 #include "platform/basalt/Attribute.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
+#include "platform/tessel/ClientAssets.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/Uuid.hpp"
@@ -149,6 +152,12 @@ DocumentConnection::open(QByteArray const& id, std::shared_ptr<ElementFactory> f
     document->m_factory = std::move(factory);
     document->m_connectionElementGuid = connectionGuid;
     document->m_live = true;
+    std::weak_ptr<DocumentConnection> const weak = document;
+    document->m_connection->assets().transferChanged.addListener(weak, [weak](QByteArray const& publicHash) {
+        if (std::shared_ptr<DocumentConnection> const self = weak.lock()) {
+            self->updateAssetNode(publicHash);
+        }
+    });
     for (auto const& [element, guid] : {std::make_pair(document->documentRoot(), rootGuid),
                                         std::make_pair(document->transientRoot(), transientGuid)}) {
         if (element) {
@@ -165,6 +174,9 @@ void DocumentConnection::shareSubtree(Element& element, std::vector<Wire::Operat
     ensureGuid(element);
     m_elements.insert(element.guid(), &element);
     element.setChangeObserver(this);
+    for (Basalt::Node::Entry const& entry : element.attributes()) {
+        trackAsset(*entry.second);
+    }
     if (!element.m_initialized) {
         element.m_initialized = true;
         element.initialize(*this);
@@ -231,6 +243,7 @@ bool DocumentConnection::valueOperation(Basalt::Attribute& attribute, Wire::Oper
 }
 
 void DocumentConnection::attributeChanged(Basalt::Attribute& attribute) {
+    trackAsset(attribute);
     if (m_applying == &attribute || !m_live || !Element::isSharedAttribute(attribute)) {
         return;
     }
@@ -469,6 +482,153 @@ void DocumentConnection::applyValue(Element& element, QByteArray const& name, un
     }
     ApplyingScope applying(m_applying, attribute);
     type->serializer->deserialize(bytes, *attribute);
+}
+
+AssetNode* DocumentConnection::assetNode(QByteArray const& publicHash) const {
+    auto const found = m_assetNodes.find(publicHash);
+    return found == m_assetNodes.end() ? nullptr : found->second.get();
+}
+
+void DocumentConnection::trackAsset(Basalt::Attribute& attribute) {
+    auto const* const asset = dynamic_cast<Basalt::AttributeAsset const*>(&attribute);
+    if (!asset || !m_connection) {
+        return;
+    }
+    QByteArray const hash = QByteArray::fromHex(asset->value().toUtf8());
+    auto const found = m_assetHashes.find(&attribute);
+    if (found == m_assetHashes.end()) {
+        std::weak_ptr<DocumentConnection> const weak = weak_from_this();
+        Basalt::Attribute const* const key = &attribute;
+        attribute.addListener(
+            [weak, key] {
+                if (std::shared_ptr<DocumentConnection> const self = weak.lock()) {
+                    self->untrackAsset(key);
+                }
+            },
+            Basalt::Attribute::ROLE_DELETE);
+        m_assetHashes.insert(&attribute, hash);
+    } else if (found.value() == hash) {
+        return;
+    } else {
+        QByteArray const former = found.value();
+        found.value() = hash;
+        releaseAsset(former);
+    }
+    holdAsset(hash);
+}
+
+void DocumentConnection::untrackAsset(Basalt::Attribute const* attribute) {
+    auto const found = m_assetHashes.find(attribute);
+    if (found != m_assetHashes.end()) {
+        QByteArray const hash = found.value();
+        m_assetHashes.erase(found);
+        releaseAsset(hash);
+    }
+}
+
+void DocumentConnection::holdAsset(QByteArray const& publicHash) {
+    if (publicHash.isEmpty() || ++m_assetHolders[publicHash] > 1) {
+        return;
+    }
+    auto node = std::make_unique<AssetNode>(publicHash, QString());
+    AssetNode* const added = node.get();
+    m_assetNodes[publicHash] = std::move(node);
+    updateAssetNode(publicHash);
+    assetNodeAdded.raise(added);
+}
+
+void DocumentConnection::releaseAsset(QByteArray const& publicHash) {
+    if (publicHash.isEmpty() || --m_assetHolders[publicHash] > 0) {
+        return;
+    }
+    m_assetHolders.remove(publicHash);
+    // Taken out of the map first: its delete listeners may look for it again.
+    std::unique_ptr<AssetNode> const gone = std::move(m_assetNodes[publicHash]);
+    m_assetNodes.erase(publicHash);
+}
+
+void DocumentConnection::updateAssetNode(QByteArray const& publicHash) {
+    AssetNode* const node = assetNode(publicHash);
+    if (!node || !m_connection) {
+        return;
+    }
+    ClientAssets& assets = m_connection->assets();
+    ClientAssets::Transfer transfer = assets.transfer(publicHash);
+    if (transfer.state == AssetNode::STATE_NONE && isLive()) {
+        if (!assets.storage()) {
+            transfer.state = AssetNode::STATE_REMOTE;
+        } else {
+            assets.fetch(publicHash, node->originalFileName());
+            return; // the fetch tells how it stands
+        }
+    }
+    if (std::shared_ptr<AssetStorage::Item> const item =
+            assets.storage() ? assets.storage()->findItem(publicHash) : nullptr) {
+        node->setOriginalFileName(item->fileName());
+    }
+    node->update(transfer.state, transfer.progress, transfer.error);
+}
+
+void DocumentConnection::setAsset(Basalt::AttributeAsset& attribute,
+                                  std::shared_ptr<AssetStorage::Item> const& item,
+                                  std::shared_ptr<folly::Promise<folly::Unit>> done) {
+    if (!item || !isLive()) {
+        writeAssetHash(attribute, item ? QString::fromLatin1(item->publicHashHex()) : QString(), done);
+        return;
+    }
+    QByteArray const hash = item->publicHash();
+    // The node follows the upload while no attribute holds the hash yet.
+    holdAsset(hash);
+    auto const target = std::make_shared<Basalt::WeakAttributePtrT<Basalt::AttributeAsset>>(&attribute);
+    std::weak_ptr<DocumentConnection> const weak = weak_from_this();
+    m_connection->assets()
+        .publish(item)
+        .via(mainThreadExecutor())
+        .thenTry([weak, target, done, hash](folly::Try<folly::Unit>&& published) {
+            std::shared_ptr<DocumentConnection> const self = weak.lock();
+            if (published.hasException() || !self || !*target) {
+                folly::exception_wrapper const error =
+                    published.hasException() ? published.exception()
+                    : !self                  ? folly::exception_wrapper(std::runtime_error("Connection lost"))
+                            : folly::exception_wrapper(std::runtime_error("Asset was deleted"));
+                if (!done->isFulfilled()) {
+                    done->setException(error);
+                }
+            } else {
+                self->writeAssetHash(*target->get(), QString::fromLatin1(hash.toHex()), done);
+            }
+            if (self) {
+                self->releaseAsset(hash);
+            }
+        });
+}
+
+void DocumentConnection::writeAssetHash(Basalt::AttributeAsset& attribute, QString const& hash,
+                                        std::shared_ptr<folly::Promise<folly::Unit>> const& done) {
+    Wire::Operation operation;
+    {
+        // Shared below as a transaction of its own, whose answer the promise waits for.
+        ApplyingScope applying(m_applying, &attribute);
+        attribute = hash;
+    }
+    bool const shared =
+        isLive() && Element::isSharedAttribute(attribute) && valueOperation(attribute, operation);
+    if (!shared) {
+        if (!done->isFulfilled()) {
+            done->setValue();
+        }
+        return;
+    }
+    sendTransaction({operation}).thenTry([done](folly::Try<folly::Unit>&& applied) {
+        if (done->isFulfilled()) {
+            return;
+        }
+        if (applied.hasException()) {
+            done->setException(applied.exception());
+        } else {
+            done->setValue();
+        }
+    });
 }
 
 } // namespace Tessel

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "attributes/Event.hpp"
 #include "platform/basalt/ChangeObserver.hpp"
+#include "platform/tessel/AssetNode.hpp"
+#include "platform/tessel/AssetStorage.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
 #include "platform/tessel/Element.hpp"
 #include "platform/tessel/WireFormat.hpp"
@@ -16,6 +19,10 @@
 #include <typeindex>
 #include <unordered_map>
 #include <vector>
+
+namespace Basalt {
+class AttributeAsset;
+}
 
 namespace Kelp {
 class AttributeSerializer;
@@ -71,6 +78,21 @@ public:
     Element* connectionElement() const;
     /// A shared element of the document by guid; null if none.
     Element* findSharedElement(QByteArray const& guid) const;
+
+    // Assets.
+
+    /// The node of a content by public hash (32 bytes): there is one for every hash that an asset attribute
+    /// of a live document holds. Null when no attribute holds the hash.
+    AssetNode* assetNode(QByteArray const& publicHash) const;
+    /// Publishes `item` to the server, then writes its hash into `attribute`; a null item clears the
+    /// attribute. `done` is fulfilled once the server applied the write, or fails with the reason: the
+    /// server refused the content or the write, the link went ("Connection lost"), or the attribute was
+    /// deleted first ("Asset was deleted"). A document without a link writes the hash at once. A promise
+    /// that already has a result is left as it is.
+    void setAsset(Basalt::AttributeAsset& attribute, std::shared_ptr<AssetStorage::Item> const& item,
+                  std::shared_ptr<folly::Promise<folly::Unit>> done);
+    /// Raised with each asset node that the document gains, on the document's thread.
+    Basalt::Event<AssetNode*> assetNodeAdded;
 
     // The platform's side.
 
@@ -132,6 +154,20 @@ private:
     bool isUnanswered(QByteArray const& guid, QByteArray const& name) const {
         return m_unanswered.contains(qMakePair(guid, name));
     }
+    /// Follows the hash an asset attribute holds (any other attribute is ignored): each hash that some
+    /// attribute holds has an asset node.
+    void trackAsset(Basalt::Attribute& attribute);
+    void untrackAsset(Basalt::Attribute const* attribute);
+    /// Counts a holder of a hash; the first makes its node.
+    void holdAsset(QByteArray const& publicHash);
+    /// Drops a holder of a hash; with the last its node goes.
+    void releaseAsset(QByteArray const& publicHash);
+    /// Brings the node of a hash up to date with the transfer of its content, fetching the content when
+    /// this client keeps files and lacks it.
+    void updateAssetNode(QByteArray const& publicHash);
+    /// Writes a hash into an asset attribute and shares the write; `done` hears when the server applied it.
+    void writeAssetHash(Basalt::AttributeAsset& attribute, QString const& hash,
+                        std::shared_ptr<folly::Promise<folly::Unit>> const& done);
     /// Sends operations as one transaction and returns its id. Until the server answers, values that
     /// arrive for the attributes it writes are older than it, and are not applied.
     std::int64_t send(std::vector<Wire::Operation> const& operations);
@@ -162,6 +198,10 @@ private:
     /// that listeners derive from it are, and go out as local writes.
     Basalt::Attribute const* m_applying = nullptr;
     bool m_live = false;
+    /// The hash that each followed asset attribute holds, and the holders of each hash.
+    QHash<Basalt::Attribute const*, QByteArray> m_assetHashes;
+    QHash<QByteArray, int> m_assetHolders;
+    std::map<QByteArray, std::unique_ptr<AssetNode>> m_assetNodes;
 };
 
 } // namespace Tessel

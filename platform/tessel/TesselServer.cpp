@@ -2,10 +2,13 @@
 
 #include "platform/cobalt/TimeStamp.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/AssetStorage.hpp"
+#include "platform/tessel/AssetTransfer.hpp"
 #include "platform/tessel/DocumentInfo.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/MessageLink.hpp"
+#include "platform/tessel/ServerAssets.hpp"
 #include "platform/tessel/ServerToClientConnection.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 
@@ -24,6 +27,16 @@ TesselServer::TesselServer(Options options) : m_options(std::move(options)) {
     if (!m_options.operators) {
         m_options.operators = &ServerDocumentTypeOperators::instance();
     }
+    if (m_options.assetDirectory.isEmpty()) {
+        m_temporaryAssetDirectory = std::make_unique<QTemporaryDir>();
+        m_options.assetDirectory = m_temporaryAssetDirectory->path();
+    }
+    m_assets =
+        std::make_unique<ServerAssets>(AssetStorage::create(m_options.assetDirectory, m_options.executor));
+}
+
+AssetStorage& TesselServer::assetStorage() const {
+    return m_assets->storage();
 }
 
 TesselServer::~TesselServer() {
@@ -344,6 +357,9 @@ bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& fra
         error = QStringLiteral("a message before the greeting");
         return false;
     }
+    if (AssetTransfer::isAssetMessage(frame.kind)) {
+        return m_assets->handle(connection, frame.kind, payload, error);
+    }
     switch (frame.kind) {
     case Wire::MessageKind::OpenDocument:
         return handleOpen(connection, payload, error);
@@ -427,6 +443,7 @@ void TesselServer::disconnect(unsigned connectionId) {
     for (auto const& document : m_documents) {
         leave(*document.second, *found->second);
     }
+    m_assets->disconnected(*found->second);
     m_connections.erase(found);
 }
 

@@ -9,6 +9,7 @@
 #include <QByteArray>
 #include <QJsonArray>
 #include <QString>
+#include <QTemporaryDir>
 
 #include <functional>
 #include <map>
@@ -25,7 +26,9 @@ class DocumentInfo;
 
 /// The key of a stored document under which the server keeps the document's information.
 constexpr char documentInfoKey[] = "documentInfo";
+class AssetStorage;
 class MessageLink;
+class ServerAssets;
 class ServerToClientConnection;
 
 /// A document server: the document types it knows, its live documents, and the clients linked to it.
@@ -45,6 +48,9 @@ public:
         ServerDocumentTypeOperators const* operators = nullptr;
         /// Where documents are stored (`Settings::jsonStorageRootDir`); an empty directory stores nothing.
         QString storageDirectory;
+        /// Where the contents of assets are stored (`Settings::assetDir`), each file named by its hash; when
+        /// empty, a temporary directory that goes with the server.
+        QString assetDirectory;
     };
 
     static std::shared_ptr<TesselServer> create(Options options);
@@ -105,6 +111,8 @@ public:
     bool storeDocument(QByteArray const& id, QString& error) const;
     /// The file of a document under the storage directory; empty when nothing is stored.
     QString storedPath(QByteArray const& id) const;
+    /// The server's store of asset contents: what clients published, complete and checked against its hash.
+    AssetStorage& assetStorage() const;
 
 private:
     explicit TesselServer(Options options);
@@ -137,6 +145,9 @@ private:
     void refuse(ServerToClientConnection const& connection, QString const& error) const;
 
     Options m_options;
+    /// Holds the asset contents when no directory was given.
+    std::unique_ptr<QTemporaryDir> m_temporaryAssetDirectory;
+    std::unique_ptr<ServerAssets> m_assets;
     std::map<QByteArray, std::shared_ptr<ServerDocumentType const>> m_types;
     std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
     std::map<QByteArray, std::shared_ptr<DocumentInfo>> m_listing;

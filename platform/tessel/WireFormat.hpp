@@ -38,6 +38,13 @@
 ///     DocumentListed     S document id, I n, n times (S name, L type code, B value): the server holds the
 ///                        document, with these values of its `DocumentInfo` (all of them when it is new)
 ///     DocumentUnlisted   S document id: the server no longer holds the document
+///     AssetOffer         B public hash, L size, S file name: the client holds this content for the server,
+///                        which pulls it unless it holds it already
+///     AssetStored        B public hash: the server holds the content
+///     AssetRefused       B public hash, S error text: the content can't be had, or arrived wrong
+///     AssetPull          B public hash, L offset, L length: the receiver of a content asks its holder for
+///                        a piece (a client fetches from the server, the server pulls what a client offered)
+///     AssetChunk         B public hash, L offset, L total size, B bytes: a piece of the content
 ///
 /// An operation starts with I `OperationKind`; then:
 ///
@@ -72,6 +79,11 @@ enum class MessageKind : std::uint8_t {
     CloseDocument = 10,
     DocumentListed = 11,
     DocumentUnlisted = 12,
+    AssetOffer = 13,
+    AssetStored = 14,
+    AssetRefused = 15,
+    AssetPull = 16,
+    AssetChunk = 17,
 };
 
 /// Never renumber: the numbers travel.

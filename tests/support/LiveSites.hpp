@@ -10,6 +10,9 @@
 //     auto& b = sites.join("b");
 //     ... write at a ...
 //     sites.deliver();                             // every queued message, until all sites are idle
+//
+// With `keepAssets(true)` every later client gets an asset storage in a temporary directory of its own; since
+// imports run on the storage's worker thread, wait for them with `deliverUntil`.
 
 #include "TestExecutors.hpp"
 
@@ -23,9 +26,16 @@
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
 
+#include "platform/tessel/AssetStorage.hpp"
+
+#include <QTemporaryDir>
+
+#include <chrono>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 
 namespace TestSupport {
 
@@ -40,6 +50,9 @@ class LiveSites {
 public:
     struct Site {
         ManualExecutor executor;
+        /// Where the site's asset storage keeps its files, when it has one.
+        std::unique_ptr<QTemporaryDir> assetDirectory;
+        std::shared_ptr<Tessel::AssetStorage> storage;
         std::shared_ptr<Tessel::ClientToServerConnection> connection;
         std::shared_ptr<Tessel::DocumentConnection> document;
 
@@ -75,10 +88,15 @@ public:
     Site& connect(QString const& name, unsigned userId = 0) {
         m_sites.push_back(std::make_unique<Site>());
         Site& site = *m_sites.back();
+        if (m_keepAssets) {
+            site.assetDirectory = std::make_unique<QTemporaryDir>();
+            site.storage = Tessel::AssetStorage::create(site.assetDirectory->path(),
+                                                        folly::getKeepAliveToken(&site.executor));
+        }
         auto link = m_server->connectInProcess(folly::getKeepAliveToken(&site.executor));
-        auto joined =
-            Tessel::ClientToServerConnection::connect(link, {name, name + QStringLiteral("-user"), userId},
-                                                      folly::getKeepAliveToken(&site.executor), m_registry);
+        auto joined = Tessel::ClientToServerConnection::connect(
+            link, {name, name + QStringLiteral("-user"), userId}, folly::getKeepAliveToken(&site.executor),
+            m_registry, std::make_shared<Tessel::ConnectionManager>(site.storage));
         deliver();
         site.connection = answered(std::move(joined), "the server didn't answer a greeting");
         return site;
@@ -116,6 +134,21 @@ public:
         }
     }
 
+    /// Delivers until `done` holds, waiting for work of other threads (asset imports) to come in; throws
+    /// `std::runtime_error` with `what` when it still doesn't hold after ten seconds.
+    void deliverUntil(std::function<bool()> const& done, char const* what) {
+        auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        for (deliver(); !done(); deliver()) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                throw std::runtime_error(what);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    /// Whether clients that join from now on keep an asset storage.
+    void keepAssets(bool keep) { m_keepAssets = keep; }
+
     ManualExecutor& serverExecutor() { return m_serverExecutor; }
     std::shared_ptr<Tessel::TesselServer> const& server() const { return m_server; }
     std::shared_ptr<Tessel::ServerDocument> serverDocument(QByteArray const& id = "canvas") const {
@@ -130,6 +163,7 @@ private:
     Tessel::ServerDocumentTypeOperators m_noOperators;
     std::shared_ptr<Tessel::TesselServer> m_server;
     std::deque<std::unique_ptr<Site>> m_sites;
+    bool m_keepAssets = false;
 };
 
 inline std::shared_ptr<Tessel::ElementFactory> LiveSites::factoryOf(QByteArray const& type) {

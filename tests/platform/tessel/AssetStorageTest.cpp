@@ -8,9 +8,12 @@
 #include "platform/tessel/AssetStorage.hpp"
 
 #include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 
 #include <gtest/gtest.h>
 
@@ -173,6 +176,72 @@ TEST_F(AssetStorageTest, ItemsAreHandedOutAndAnnouncedOnTheOwnersThread) {
     wait(std::move(future));
     EXPECT_EQ(announcedOn, std::this_thread::get_id());
     EXPECT_EQ(continuedOn, std::this_thread::get_id());
+}
+
+TEST_F(AssetStorageTest, AnEmptyBufferOrFileIsRefusedAndLeavesNothing) {
+    auto emptyBuffer = storage()->importData(QByteArray(), QStringLiteral("nothing.png"));
+    EXPECT_EQ(TestSupport::messageOf<std::runtime_error>([&] { wait(std::move(emptyBuffer)); }),
+              "Nothing to import: 'nothing.png' is empty");
+    QString const emptyFile = writeOutside(QStringLiteral("empty.png"), QByteArray());
+    auto fromFile = storage()->importFile(emptyFile, QString(), 0);
+    EXPECT_EQ(TestSupport::messageOf<std::runtime_error>([&] { wait(std::move(fromFile)); }),
+              "Nothing to import: '" + emptyFile.toStdString() + "' is empty");
+    EXPECT_TRUE(filesInStorage().isEmpty());
+    EXPECT_EQ(storage()->itemCount(), 0);
+}
+
+TEST_F(AssetStorageTest, ADirectoryWithoutWritePermissionFailsTheImportAndStaysUnchanged) {
+    ItemPtr const kept = wait(storage()->importData("before", QStringLiteral("before.txt")));
+    QFile::Permissions const writable = QFile(path()).permissions();
+    ASSERT_TRUE(
+        QFile(path()).setPermissions(QFile::ReadOwner | QFile::ExeOwner | QFile::ReadUser | QFile::ExeUser));
+    auto refused = storage()->importData("after", QStringLiteral("after.txt"));
+    std::string const message = TestSupport::messageOf<std::runtime_error>([&] { wait(std::move(refused)); });
+    QFile(path()).setPermissions(writable);
+    EXPECT_EQ(message, "Can't write in '" + path().toStdString() + "': the directory is read-only");
+    EXPECT_EQ(filesInStorage(), QStringList{QString::fromLatin1(kept->publicHashHex())});
+    EXPECT_EQ(storage()->itemCount(), 1);
+}
+
+TEST_F(AssetStorageTest, AFileImportedAgainIsOnlyHashedAndNotCopied) {
+    QString const original = writeOutside(QStringLiteral("photo.png"), "pixels");
+    ItemPtr const first = wait(storage()->importFile(original, QString(), 0));
+    QDateTime const storedAt = QFileInfo(first->localPath()).lastModified();
+    int added = 0;
+    storage()->itemAdded.addListener([&](ItemPtr const&) { ++added; });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    ItemPtr const second = wait(storage()->importFile(original, QString(), 0));
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(added, 0);
+    EXPECT_EQ(QFileInfo(first->localPath()).lastModified(), storedAt)
+        << "the stored file wasn't written again";
+    EXPECT_EQ(filesInStorage().size(), 1) << "no temporary copy is left either";
+}
+
+TEST_F(AssetStorageTest, ARemovedItemLosesItsContentSaysSoAndLeavesTheStorage) {
+    ItemPtr const item = wait(storage()->importData("fleeting", QStringLiteral("fleeting.txt")));
+    int changes = 0;
+    item->changed.addListener([&] { ++changes; });
+    EXPECT_TRUE(storage()->removeItem(item->publicHash()));
+    EXPECT_FALSE(item->isComplete());
+    EXPECT_EQ(changes, 1);
+    EXPECT_FALSE(QFile::exists(item->localPath()));
+    EXPECT_EQ(storage()->findItem(item->publicHash()), nullptr);
+    EXPECT_FALSE(storage()->removeItem(item->publicHash())) << "nothing is left to remove";
+}
+
+TEST_F(AssetStorageTest, AdoptedFileBecomesTheItemOfItsHashOrGoesWhenTheContentIsThere) {
+    auto write = [&](QByteArray const& bytes) {
+        std::unique_ptr<QTemporaryFile> const file = storage()->createTemporaryFile();
+        file->write(bytes);
+        file->close();
+        return file->fileName();
+    };
+    QByteArray const hash = QCryptographicHash::hash("arrived", QCryptographicHash::Sha256);
+    ItemPtr const item = storage()->adopt(write("arrived"), hash, QStringLiteral("arrived.txt"));
+    EXPECT_EQ(contentOf(item->localPath()), QByteArray("arrived"));
+    EXPECT_EQ(storage()->adopt(write("arrived"), hash, QStringLiteral("again.txt")), item);
+    EXPECT_EQ(filesInStorage(), QStringList{QString::fromLatin1(hash.toHex())});
 }
 
 TEST(ConnectionManager, AClientHasTheAssetStorageItJoinedWithOrNone) {

@@ -1,4 +1,5 @@
 #include "platform/tessel/WireFormat.hpp"
+#include "platform/tessel/AssetTransfer.hpp"
 
 #include <gtest/gtest.h>
 
@@ -165,4 +166,56 @@ TEST(WireFormat, AnAddNodeThatAnnouncesMoreValuesThanFollowIsRefusedWithoutRoomF
     Operation operation;
     EXPECT_FALSE(readOperation(data, operation));
     EXPECT_LE(operation.attributes.capacity(), 2u) << "room grows with the values read, not with the count";
+}
+
+TEST(WireFormat, AssetMessagesReadBackAsTheyWereWritten) {
+    Tessel::AssetTransfer::Message chunk;
+    chunk.publicHash = QByteArray(32, 'h');
+    chunk.offset = 7;
+    chunk.total = 10;
+    chunk.bytes = "abc";
+    Cobalt::BinaryData payload = Tessel::AssetTransfer::write(MessageKind::AssetChunk, chunk);
+    Tessel::AssetTransfer::Message read;
+    ASSERT_TRUE(Tessel::AssetTransfer::read(MessageKind::AssetChunk, payload, read));
+    EXPECT_EQ(read.publicHash, chunk.publicHash);
+    EXPECT_EQ(read.offset, 7);
+    EXPECT_EQ(read.total, 10);
+    EXPECT_EQ(read.bytes, QByteArray("abc"));
+
+    Tessel::AssetTransfer::Message offer;
+    offer.publicHash = QByteArray(32, 'o');
+    offer.length = 1234;
+    offer.text = QStringLiteral("plan.pdf");
+    payload = Tessel::AssetTransfer::write(MessageKind::AssetOffer, offer);
+    ASSERT_TRUE(Tessel::AssetTransfer::read(MessageKind::AssetOffer, payload, read));
+    EXPECT_EQ(read.length, 1234);
+    EXPECT_EQ(read.text, QStringLiteral("plan.pdf"));
+}
+
+TEST(WireFormat, AssetMessagesThatDontFitAreRefused) {
+    auto refused = [](MessageKind kind, Tessel::AssetTransfer::Message const& message) {
+        Cobalt::BinaryData payload = Tessel::AssetTransfer::write(kind, message);
+        Tessel::AssetTransfer::Message read;
+        return !Tessel::AssetTransfer::read(kind, payload, read);
+    };
+    Tessel::AssetTransfer::Message pull;
+    pull.publicHash = QByteArray(32, 'p');
+    pull.length = Tessel::AssetTransfer::chunkSize;
+    EXPECT_FALSE(refused(MessageKind::AssetPull, pull));
+    pull.length = 0;
+    EXPECT_TRUE(refused(MessageKind::AssetPull, pull)) << "a pull of nothing";
+    pull.length = Tessel::AssetTransfer::chunkSize + 1;
+    EXPECT_TRUE(refused(MessageKind::AssetPull, pull)) << "a pull longer than a piece";
+    pull.length = 1;
+    pull.offset = -1;
+    EXPECT_TRUE(refused(MessageKind::AssetPull, pull)) << "a negative offset";
+    Tessel::AssetTransfer::Message stored;
+    stored.publicHash = QByteArray(33, 's');
+    EXPECT_TRUE(refused(MessageKind::AssetStored, stored)) << "a hash that isn't 32 bytes";
+    Tessel::AssetTransfer::Message chunk;
+    chunk.publicHash = QByteArray(32, 'c');
+    chunk.offset = 8;
+    chunk.total = 10;
+    chunk.bytes = "abc";
+    EXPECT_TRUE(refused(MessageKind::AssetChunk, chunk)) << "a piece beyond the end of its content";
 }
