@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QTemporaryFile>
 
+#include <future>
 #include <stdexcept>
 
 namespace Tessel {
@@ -87,6 +88,12 @@ QByteArray hashOfFile(QString const& path) {
     return hash.result();
 }
 
+/// Copies the file at `path` to `target`, which must not exist; the reason when it fails, else null.
+QString copyFile(QString const& path, QString const& target) {
+    QFile source(path);
+    return source.copy(target) ? QString() : source.errorString();
+}
+
 /// Where the content of `publicHash` lies in `directory`.
 QString storedPath(QString const& directory, QByteArray const& publicHash) {
     return QDir(directory).filePath(QString::fromLatin1(publicHash.toHex()));
@@ -94,20 +101,58 @@ QString storedPath(QString const& directory, QByteArray const& publicHash) {
 
 } // namespace
 
-AssetStorage::Written AssetStorage::copyInto(QString const& path, QString const& directory) {
+void AssetStorage::Sizes::add(qint64 size) {
+    std::lock_guard<std::mutex> const lock(m_mutex);
+    m_sizes.insert(size);
+}
+
+void AssetStorage::Sizes::remove(qint64 size) {
+    std::lock_guard<std::mutex> const lock(m_mutex);
+    auto const found = m_sizes.find(size);
+    if (found != m_sizes.end()) {
+        m_sizes.erase(found);
+    }
+}
+
+bool AssetStorage::Sizes::contains(qint64 size) const {
+    std::lock_guard<std::mutex> const lock(m_mutex);
+    return m_sizes.count(size) > 0;
+}
+
+AssetStorage::Written AssetStorage::copyInto(QString const& path, QString const& directory,
+                                             Sizes const& stored) {
     QFileInfo const before(path);
     refuseEmpty(before.exists() ? before.size() : -1, path);
-    Written written{QString(), hashOfFile(path)};
-    if (QFile::exists(storedPath(directory, written.publicHash))) {
+    Written written;
+    std::future<QString> copied;
+    if (!stored.contains(before.size())) {
+        // No stored content has this size, so this one is new: the copy runs beside the hash.
+        written.temporaryPath = temporaryNameIn(directory);
+        copied = std::async(std::launch::async, copyFile, path, written.temporaryPath);
+    }
+    try {
+        written.publicHash = hashOfFile(path);
+    } catch (...) {
+        if (copied.valid()) {
+            copied.wait();
+            QFile::remove(written.temporaryPath);
+        }
+        throw;
+    }
+    QString copyError;
+    if (copied.valid()) {
+        copyError = copied.get();
+    } else if (QFile::exists(storedPath(directory, written.publicHash))) {
         return written;
+    } else {
+        written.temporaryPath = temporaryNameIn(directory);
+        copyError = copyFile(path, written.temporaryPath);
     }
-    written.temporaryPath = temporaryNameIn(directory);
-    QFile source(path);
-    if (!source.copy(written.temporaryPath)) {
+    if (!copyError.isNull()) {
         QFile::remove(written.temporaryPath);
-        fail(QStringLiteral("Can't write in '%1': %2").arg(directory, source.errorString()));
+        fail(QStringLiteral("Can't write in '%1': %2").arg(directory, copyError));
     }
-    // Hashing and copying read the file twice; a file written in between would be stored under a hash
+    // The file was read twice, to hash and to copy; a file written in between would be stored under a hash
     // that isn't its content's.
     QFileInfo const after(path);
     if (after.size() != before.size() || after.lastModified() != before.lastModified() ||
@@ -140,7 +185,7 @@ std::shared_ptr<AssetStorage> AssetStorage::create(QString const& directory,
 
 AssetStorage::AssetStorage(QString directory, folly::Executor::KeepAlive<> executor)
     : m_directory(std::move(directory)), m_executor(std::move(executor)),
-      m_worker(std::make_unique<WorkerThread>()) {
+      m_worker(std::make_unique<WorkerThread>()), m_sizes(std::make_shared<Sizes>()) {
     QDir().mkpath(m_directory);
 }
 
@@ -157,7 +202,7 @@ void AssetStorage::adoptStoredFiles() {
     for (QString const& name : directory.entryList(QDir::Files)) {
         if (hashName.match(name).hasMatch()) {
             QByteArray const hash = QByteArray::fromHex(name.toLatin1());
-            m_items.insert(hash, std::make_shared<Item>(hash, directory.filePath(name), name));
+            insertItem(std::make_shared<Item>(hash, directory.filePath(name), name));
         }
     }
 }
@@ -191,12 +236,13 @@ folly::Future<std::shared_ptr<AssetStorage::Item>> AssetStorage::importFile(QStr
     }
     QString const directory = m_directory;
     bool const temporary = (flags & IMPORT_TEMPORARY) != 0;
+    std::shared_ptr<Sizes const> const sizes = m_sizes;
     return import(
-        [path, directory, temporary] {
+        [path, directory, temporary, sizes] {
             // A temporary file on the storage's disk is moved, not copied.
             Written written = temporary ? moveInto(path, directory) : Written();
             if (written.publicHash.isEmpty()) {
-                written = copyInto(path, directory);
+                written = copyInto(path, directory, *sizes);
                 if (temporary) {
                     QFile::remove(path);
                 }
@@ -245,7 +291,7 @@ std::shared_ptr<AssetStorage::Item> AssetStorage::keep(Written const& written, Q
         fail(QStringLiteral("Can't store '%1' in '%2'").arg(name, m_directory));
     }
     auto const item = std::make_shared<Item>(written.publicHash, path, name);
-    m_items.insert(written.publicHash, item);
+    insertItem(item);
     itemAdded.raise(item);
     return item;
 }
@@ -259,11 +305,17 @@ std::shared_ptr<AssetStorage::Item> AssetStorage::adopt(QString const& temporary
     return keep(Written{temporaryPath, publicHash}, name);
 }
 
+void AssetStorage::insertItem(std::shared_ptr<Item> const& item) {
+    m_items.insert(item->publicHash(), item);
+    m_sizes->add(QFileInfo(item->localPath()).size());
+}
+
 bool AssetStorage::removeItem(QByteArray const& publicHash) {
     std::shared_ptr<Item> const item = m_items.take(publicHash);
     if (!item) {
         return false;
     }
+    m_sizes->remove(QFileInfo(item->localPath()).size());
     QFile::remove(item->localPath());
     item->m_complete = false;
     item->changed.raise();

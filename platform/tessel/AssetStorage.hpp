@@ -10,6 +10,8 @@
 #include <QString>
 
 #include <memory>
+#include <mutex>
+#include <set>
 
 class QTemporaryFile;
 
@@ -114,9 +116,24 @@ private:
     };
 
     AssetStorage(QString directory, folly::Executor::KeepAlive<> executor);
+    /// The sizes of the stored contents, shared with the worker: a file whose size no stored content has is
+    /// new, and is copied while it is hashed.
+    class Sizes {
+    public:
+        void add(qint64 size);
+        void remove(qint64 size);
+        bool contains(qint64 size) const;
+
+    private:
+        mutable std::mutex m_mutex;
+        std::multiset<qint64> m_sizes;
+    };
+
     /// On the worker: hashes the file at `path` and, unless `directory` holds its content, copies it into a
     /// temporary file there.
-    static Written copyInto(QString const& path, QString const& directory);
+    static Written copyInto(QString const& path, QString const& directory, Sizes const& stored);
+    /// Adds an item to the storage's index.
+    void insertItem(std::shared_ptr<Item> const& item);
     /// On the worker: moves the file at `path` to a temporary name in `directory` and hashes it; an empty
     /// result when it can't be moved there (another disk).
     static Written moveInto(QString const& path, QString const& directory);
@@ -129,6 +146,7 @@ private:
     folly::Executor::KeepAlive<> m_executor;
     std::unique_ptr<WorkerThread> m_worker;
     QHash<QByteArray, std::shared_ptr<Item>> m_items;
+    std::shared_ptr<Sizes> m_sizes;
 };
 
 /// The services a client shares among its links to servers: today its asset storage.

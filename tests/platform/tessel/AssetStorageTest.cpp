@@ -218,6 +218,17 @@ TEST_F(AssetStorageTest, AFileImportedAgainIsOnlyHashedAndNotCopied) {
     EXPECT_EQ(filesInStorage().size(), 1) << "no temporary copy is left either";
 }
 
+TEST_F(AssetStorageTest, ANewFileOfTheSameSizeAsAStoredOneIsStoredBesideIt) {
+    ItemPtr const first =
+        wait(storage()->importFile(writeOutside(QStringLiteral("a.txt"), "aaaa"), QString(), 0));
+    ItemPtr const second =
+        wait(storage()->importFile(writeOutside(QStringLiteral("b.txt"), "bbbb"), QString(), 0));
+    EXPECT_NE(first, second);
+    EXPECT_EQ(contentOf(first->localPath()), QByteArray("aaaa"));
+    EXPECT_EQ(contentOf(second->localPath()), QByteArray("bbbb"));
+    EXPECT_EQ(filesInStorage().size(), 2);
+}
+
 TEST_F(AssetStorageTest, ARemovedItemLosesItsContentSaysSoAndLeavesTheStorage) {
     ItemPtr const item = wait(storage()->importData("fleeting", QStringLiteral("fleeting.txt")));
     int changes = 0;
