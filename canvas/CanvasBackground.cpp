@@ -33,4 +33,8 @@ CanvasBackground::CanvasBackground()
 
 CanvasBackground::~CanvasBackground() = default;
 
+void CanvasBackground::initialize(Tessel::DocumentConnection& connection) {
+    backgroundImage.initialize(connection);
+}
+
 } // namespace Datamodel

@@ -21,6 +21,9 @@ public:
     CanvasBackground();
     ~CanvasBackground() override;
 
+    /// Ties the image to the document's asset storage; nothing else.
+    void initialize(Tessel::DocumentConnection& connection) override;
+
     /// Which kind of background is shown.
     Basalt::AttributeT<Type> backgroundType;
     /// Colour of a solid background.

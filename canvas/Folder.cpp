@@ -44,6 +44,10 @@ CanvasElement* FolderItem::content() const {
     return dynamic_cast<CanvasElement*>(attribute(contentName()));
 }
 
+void FolderItem::initialize(Tessel::DocumentConnection& connection) {
+    preview.initialize(connection);
+}
+
 bool FolderItem::copyValues(CanvasElement const& source) {
     auto const* other = dynamic_cast<FolderItem const*>(&source);
     if (!other) {
@@ -51,6 +55,8 @@ bool FolderItem::copyValues(CanvasElement const& source) {
     }
     copyAttributeIfDefinedOnUserLayer(folderItemName, other->folderItemName);
     copyAttributeIfDefinedOnUserLayer(order, other->order);
+    // The copy returns at once; the preview follows when the document has taken it.
+    preview.setAsset(other->preview.item());
     return true;
 }
 

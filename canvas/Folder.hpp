@@ -37,8 +37,12 @@ public:
     /// another kind. Owned by this entry.
     CanvasElement* content() const;
 
-    /// Copies "folder-item-name" and "order" where `source` holds them on the user layer. The preview is
-    /// not touched. False, copying nothing, unless `source` is a `FolderItem`.
+    /// Ties the preview to the document's asset storage; nothing else.
+    void initialize(Tessel::DocumentConnection& connection) override;
+    /// Copies "folder-item-name" and "order" where `source` holds them on the user layer, and makes the
+    /// preview refer to the local storage item of the other's preview: without one, the preview is
+    /// cleared. The preview follows asynchronously (before `initialize`, it waits for it). False, copying
+    /// nothing, unless `source` is a `FolderItem`.
     bool copyValues(CanvasElement const& source) override;
     /// A new entry with a fresh guid, made directly (not through `factory`), with this entry's values and
     /// clones of its element children made through `factory`. The clone of "content" keeps that child name,

@@ -23,6 +23,9 @@ void Asset::attach(Basalt::Attribute& attribute) {
 }
 
 void Asset::initialize(Tessel::DocumentConnection& connection) {
+    // The files need the document's storage whatever the server's version.
+    source.initialize(connection);
+    companionsSource.initialize(connection);
     std::shared_ptr<Tessel::ClientToServerConnection> const server = connection.connection();
     if (!server) {
         Cobalt::Trace::error("Asset::initialize # No connection to determine version");
@@ -54,12 +57,19 @@ bool Asset::copyValues(CanvasElement const& element) {
     }
     bool const copied = CanvasItem::copyValues(element);
     copyAttributeIfDefinedOnUserLayer(originalFilename, other->originalFilename);
+    // The copy refers to the same stored item, so nothing is imported again. An item that is gone leaves the
+    // copy without content.
+    source.setAsset(other->source.item());
     copyAttributeIfDefinedOnUserLayer(title, other->title);
     copyAttributeIfDefinedOnUserLayer(backdropColor, other->backdropColor);
     copyAttributeIfDefinedOnUserLayer(modelYaw, other->modelYaw);
     copyAttributeIfDefinedOnUserLayer(modelPitch, other->modelPitch);
     copyAttributeIfDefinedOnUserLayer(cameraFov, other->cameraFov);
     copyAttributeIfDefinedOnUserLayer(modelRoll, other->modelRoll);
+    // Unlike the content, companion data that is gone at the source keeps what the copy had.
+    if (AssetFile::ItemPtr const companions = other->companionsSource.item()) {
+        companionsSource.setAsset(companions);
+    }
     return copied;
 }
 
@@ -73,6 +83,24 @@ QString Asset::uiTitle() const {
         return filename;
     }
     return uiTitleDefault();
+}
+
+QString Asset::findOriginalFilename() const {
+    QString const stored = originalFilename.value();
+    if (!stored.isEmpty()) {
+        return stored;
+    }
+    if (Tessel::AssetNode const* node = source.assetNode()) {
+        if (!node->originalFileName().isEmpty()) {
+            return node->originalFileName();
+        }
+    }
+    if (AssetFile::ItemPtr const item = source.item()) {
+        if (!item->fileName().isEmpty()) {
+            return item->fileName();
+        }
+    }
+    return QString();
 }
 
 QString Asset::uiTitleDefault() const {

@@ -17,16 +17,22 @@ class Asset : public CanvasItem {
 public:
     Asset();
 
-    /// Attaches the pose attributes that the connected server knows. Without a server link, logs an error
-    /// and attaches none. Runs on the document's thread; safe to call again.
+    /// Ties "source" and "companions-source" to the connection, then attaches the pose attributes that the
+    /// connected server knows. Without a server link, logs an error and attaches none. Runs on the
+    /// document's thread; safe to call again.
     void initialize(Tessel::DocumentConnection& connection) override;
     /// False, copying nothing, unless `element` is an `Asset`. Copies the user-layer values of the item,
-    /// the file name, the title and the pose.
+    /// the file name, the title and the pose, and makes "source" refer to the other's local storage item
+    /// (no content when it has none), and "companions-source" too when the other has one (else it stays).
+    /// The files follow asynchronously; before `initialize` they wait for it.
     bool copyValues(CanvasElement const& element) override;
     /// The title, else the file name (both with white space simplified), else `uiTitleDefault()`.
     QString uiTitle() const override;
     /// The class name of the object without its ending "Asset" ("Datamodel::Image" for an image).
     QString uiTitleDefault() const override;
+    /// The file's name: "original-filename", else the name the asset node of "source" knows, else the
+    /// name of the local storage item of "source"; a null string when none has one.
+    QString findOriginalFilename() const;
 
     /// The file's name at the time of import.
     Basalt::AttributeT<QString> originalFilename;

@@ -114,7 +114,8 @@ bool ClientAssets::handle(Wire::MessageKind kind, Cobalt::BinaryData& payload, Q
     }
 }
 
-void ClientAssets::published(QByteArray const& publicHash, QString const& error) {
+void ClientAssets::published(QByteArray const& hash, QString const& error) {
+    QByteArray const publicHash = hash; // may live in the entry that goes
     auto const found = m_publications.find(publicHash);
     if (found == m_publications.end()) {
         return;
@@ -179,7 +180,8 @@ void ClientAssets::refused(AssetTransfer::Message const& refusal) {
     }
 }
 
-void ClientAssets::fetched(QByteArray const& publicHash, AssetReceiver::Outcome outcome) {
+void ClientAssets::fetched(QByteArray const& hash, AssetReceiver::Outcome outcome) {
+    QByteArray const publicHash = hash; // may live in the entry that goes
     std::unique_ptr<AssetReceiver> const receiver = std::move(m_fetches[publicHash]);
     m_fetches.erase(publicHash);
     bool const complete = outcome == AssetReceiver::Outcome::Complete;

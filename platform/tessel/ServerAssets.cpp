@@ -112,17 +112,20 @@ void ServerAssets::sourceRefused(ServerToClientConnection const& connection,
 
 void ServerAssets::conclude(QByteArray const& publicHash, AssetReceiver::Outcome outcome,
                             QString const& error) {
-    auto const found = m_uploads.find(publicHash);
+    // Copies: both may live in the upload that goes now.
+    QByteArray const hash = publicHash;
+    QString const reason = error;
+    auto const found = m_uploads.find(hash);
     std::vector<ServerToClientConnection*> const offering = std::move(found->second.offering);
     m_uploads.erase(found);
     bool const stored = outcome == AssetReceiver::Outcome::Complete;
     if (!stored) {
         Cobalt::Trace::warning("ServerAssets # Refused asset %s: %s",
-                               qPrintable(AssetTransfer::shortName(publicHash)), qPrintable(error));
+                               qPrintable(AssetTransfer::shortName(hash)), qPrintable(reason));
     }
     for (ServerToClientConnection* const connection : offering) {
         sendMessage(*connection, stored ? Wire::MessageKind::AssetStored : Wire::MessageKind::AssetRefused,
-                    publicHash, error);
+                    hash, reason);
     }
 }
 

@@ -1,6 +1,10 @@
 #include "canvas/CanvasBackground.hpp"
 
+#include "platform/tessel/DocumentConnection.hpp"
 #include "tests/media/AttributeTable.hpp"
+#include "tests/support/LiveSites.hpp"
+
+#include <QCryptographicHash>
 
 #include <gtest/gtest.h>
 
@@ -137,4 +141,23 @@ TEST(CanvasBackground, CopyValuesFromAnotherBackgroundLeavesEveryAttributeUnchan
     }
     EXPECT_EQ(target.backgroundType.value(), CanvasBackground::TYPE_SOLID);
     EXPECT_TRUE(target.gridVisible.value());
+}
+
+TEST(CanvasBackground, InitializeHandsTheConnectionToTheImage) {
+    TestSupport::LiveSites sites;
+    sites.keepAssets(true);
+    auto& site = sites.connect(QStringLiteral("a"));
+    auto const document =
+        Tessel::DocumentConnection::create(nullptr, nullptr, &site.executor, site.connection);
+    CanvasBackground background;
+    auto const result = background.backgroundImage.setAssetFromBuffer("sky", QStringLiteral("sky.jpg"));
+    EXPECT_FALSE(result.done.isReady()) << "before initialize the image can't reach the storage";
+    background.initialize(*document);
+    sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
+                       "the image never arrived");
+    EXPECT_TRUE(result.done.hasValue());
+    EXPECT_EQ(background.backgroundImage.publicHashHex(),
+              QString::fromLatin1(QCryptographicHash::hash("sky", QCryptographicHash::Sha256).toHex()));
+    ASSERT_TRUE(background.backgroundImage.localPath().isValueDefinedOnLayer(Attribute::LAYER_USER));
+    EXPECT_EQ(background.backgroundImage.localPath().value(), result.item.value()->localPath());
 }

@@ -1,9 +1,13 @@
 #include "canvas/Folder.hpp"
 
 #include "framework/CanvasItem.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
 
 #include "tests/support/CardElement.hpp"
 #include "tests/support/DeclaredAttributes.hpp"
+#include "tests/support/LiveSites.hpp"
+
+#include <QCryptographicHash>
 
 #include <gtest/gtest.h>
 
@@ -23,6 +27,28 @@ std::shared_ptr<Tessel::ElementFactory> cardFactory() {
     factory->addFactory<Card>("card");
     return factory;
 }
+
+QString hexHashOf(QByteArray const& content) {
+    return QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
+}
+
+/// A client with an asset storage, holding a document of its own that it doesn't share, for previews that
+/// reach a real storage.
+struct LocalDocument {
+    LocalDocument() {
+        sites.keepAssets(true);
+        site = &sites.connect(QStringLiteral("a"));
+        document = Tessel::DocumentConnection::create(nullptr, nullptr, &site->executor, site->connection);
+    }
+    void waitFor(Datamodel::AssetFile::SetResult const& result) {
+        sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
+                           "the setting operation didn't end");
+    }
+
+    TestSupport::LiveSites sites;
+    TestSupport::LiveSites::Site* site = nullptr;
+    std::shared_ptr<Tessel::DocumentConnection> document;
+};
 
 std::vector<Tessel::Element*> childElements(Tessel::Element const& element) {
     std::vector<Tessel::Element*> children;
@@ -192,4 +218,49 @@ TEST(Folder, EntryCopyTakesUserValuesAndRefusesAnotherClass) {
     Folder folder;
     FolderItem untouched;
     EXPECT_FALSE(untouched.copyValues(folder));
+}
+
+TEST(Folder, AnEntryHandsItsConnectionToThePreview) {
+    LocalDocument local;
+    FolderItem item;
+    auto const result = item.preview.setAssetFromBuffer("thumbnail", QStringLiteral("thumb.png"));
+    EXPECT_FALSE(result.done.isReady()) << "before initialize the preview can't reach the storage";
+    item.initialize(*local.document);
+    local.waitFor(result);
+    EXPECT_TRUE(result.done.hasValue());
+    EXPECT_EQ(item.preview.publicHashHex(), hexHashOf("thumbnail"));
+}
+
+TEST(Folder, EntryCopyGivesThePreviewTheOthersStoredItemLater) {
+    LocalDocument local;
+    FolderItem source;
+    source.initialize(*local.document);
+    local.waitFor(source.preview.setAssetFromBuffer("thumbnail", QStringLiteral("thumb.png")));
+    int const items = local.site->storage->itemCount();
+
+    FolderItem target;
+    target.initialize(*local.document);
+    EXPECT_TRUE(target.copyValues(source));
+    EXPECT_TRUE(target.preview.publicHashHex().isEmpty()) << "the copy returns before the preview arrives";
+    local.sites.deliverUntil([&] { return !target.preview.publicHashHex().isEmpty(); },
+                             "the preview never arrived");
+    EXPECT_EQ(target.preview.publicHashHex(), source.preview.publicHashHex());
+    EXPECT_EQ(target.preview.item(), source.preview.item());
+    EXPECT_EQ(local.site->storage->itemCount(), items) << "the copy imports nothing";
+}
+
+TEST(Folder, EntryCopyFromAnEntryWithoutALocalPreviewClearsThePreview) {
+    LocalDocument local;
+    FolderItem source;
+    source.preview = hexHashOf("only on the server"); // no local item for it
+    source.initialize(*local.document);
+    ASSERT_EQ(source.preview.item(), nullptr);
+
+    FolderItem target;
+    target.initialize(*local.document);
+    local.waitFor(target.preview.setAssetFromBuffer("old thumbnail", QStringLiteral("old.png")));
+    ASSERT_FALSE(target.preview.publicHashHex().isEmpty());
+    EXPECT_TRUE(target.copyValues(source));
+    local.sites.deliverUntil([&] { return target.preview.publicHashHex().isEmpty(); },
+                             "a copy from an entry without a local preview must clear the preview");
 }

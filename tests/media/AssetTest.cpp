@@ -4,9 +4,13 @@
 #include "media/PDFAsset.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/NodeTransaction.hpp"
 #include "tests/media/AttributeTable.hpp"
 #include "tests/support/CapturedLog.hpp"
+#include "tests/support/LiveSites.hpp"
 #include "tests/support/TestExecutors.hpp"
+
+#include <QCryptographicHash>
 
 #include <gtest/gtest.h>
 
@@ -38,6 +42,29 @@ public:
 bool isAttached(Tessel::Element const& element, char const* key) {
     return element.attribute(key) != nullptr;
 }
+
+QString hexHashOf(QByteArray const& content) {
+    return QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
+}
+
+/// A client with an asset storage on a server of `version`, holding a document of its own that it doesn't
+/// share: the files of an asset reach a real storage, and their hashes are written at once.
+struct LocalDocument {
+    explicit LocalDocument(char const* version = "26.07.5") : sites(QString::fromLatin1(version)) {
+        sites.keepAssets(true);
+        site = &sites.connect(QStringLiteral("a"));
+        document = Tessel::DocumentConnection::create(nullptr, nullptr, &site->executor, site->connection);
+    }
+    /// Delivers until both futures are ready.
+    void waitFor(Datamodel::AssetFile::SetResult const& result) {
+        sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
+                           "the setting operation didn't end");
+    }
+
+    TestSupport::LiveSites sites;
+    TestSupport::LiveSites::Site* site = nullptr;
+    std::shared_ptr<Tessel::DocumentConnection> document;
+};
 
 char const* const kGatedKeys[] = {"backdrop-color", "model-yaw", "model-pitch", "camera-fov", "model-roll"};
 
@@ -255,4 +282,134 @@ TEST(Asset, EachClassHandsFlagsZeroToTheElement) {
     for (Row const& row : rows) {
         EXPECT_EQ(row.element->flags().bits(), row.flags) << typeid(*row.element).name();
     }
+}
+
+// The files of an asset.
+
+TEST(Asset, InitializeTiesBothFilesToTheDocumentEvenForAServerThatGetsNoPose) {
+    LocalDocument local("26.07.2");
+    Datamodel::Asset asset;
+    auto const source = asset.source.setAssetFromBuffer("model", QStringLiteral("model.glb"));
+    auto const companions = asset.companionsSource.setAssetFromBuffer("extras", QStringLiteral("model.bin"));
+    asset.initialize(*local.document);
+    local.waitFor(source);
+    local.waitFor(companions);
+    EXPECT_TRUE(source.done.hasValue());
+    EXPECT_TRUE(companions.done.hasValue());
+    EXPECT_EQ(asset.source.publicHashHex(), hexHashOf("model"));
+    EXPECT_EQ(asset.companionsSource.publicHashHex(), hexHashOf("extras"));
+    EXPECT_FALSE(isAttached(asset, "backdrop-color")) << "the files don't change what the version gates";
+}
+
+TEST(Asset, CopyValuesMakesTheSourceReferToTheSameStoredItemWithoutImporting) {
+    LocalDocument local;
+    Datamodel::Asset original;
+    original.initialize(*local.document);
+    local.waitFor(original.source.setAssetFromBuffer("model", QStringLiteral("model.glb")));
+    int const items = local.site->storage->itemCount();
+
+    Datamodel::Asset copy;
+    copy.initialize(*local.document);
+    EXPECT_TRUE(copy.copyValues(original));
+    local.sites.deliverUntil([&] { return !copy.source.publicHashHex().isEmpty(); },
+                             "the copy got no content");
+    EXPECT_EQ(copy.source.publicHashHex(), original.source.publicHashHex());
+    EXPECT_EQ(copy.source.item(), original.source.item());
+    EXPECT_EQ(local.site->storage->itemCount(), items) << "a copy imports nothing";
+}
+
+TEST(Asset, CopyValuesFromAnAssetWhoseItemIsGoneLeavesTheCopyWithoutContent) {
+    LocalDocument local;
+    Datamodel::Asset original;
+    original.source = hexHashOf("not stored here"); // a hash without a local item
+    original.initialize(*local.document);
+    ASSERT_EQ(original.source.item(), nullptr);
+
+    Datamodel::Asset copy;
+    copy.initialize(*local.document);
+    local.waitFor(copy.source.setAssetFromBuffer("former", QStringLiteral("former.glb")));
+    ASSERT_FALSE(copy.source.publicHashHex().isEmpty());
+    EXPECT_TRUE(copy.copyValues(original));
+    local.sites.deliverUntil([&] { return copy.source.publicHashHex().isEmpty(); },
+                             "the copy kept its former content");
+}
+
+TEST(Asset, CopyValuesKeepsTheCompanionsSourceWhenTheOthersItemIsGone) {
+    LocalDocument local;
+    Datamodel::Asset original;
+    original.initialize(*local.document);
+
+    Datamodel::Asset copy;
+    copy.initialize(*local.document);
+    local.waitFor(copy.source.setAssetFromBuffer("former", QStringLiteral("former.glb")));
+    local.waitFor(copy.companionsSource.setAssetFromBuffer("extras", QStringLiteral("extras.bin")));
+    EXPECT_TRUE(copy.copyValues(original));
+    // The content is cleared on the document's thread; by then the companion data would have gone too.
+    local.sites.deliverUntil([&] { return copy.source.publicHashHex().isEmpty(); },
+                             "the copy kept its former content");
+    local.sites.deliver();
+    EXPECT_EQ(copy.companionsSource.publicHashHex(), hexHashOf("extras"))
+        << "companion data that the other lacks must stay as it was";
+}
+
+TEST(Asset, CopyValuesTakesTheCompanionsSourceWhenTheOthersItemLives) {
+    LocalDocument local;
+    Datamodel::Asset original;
+    original.initialize(*local.document);
+    local.waitFor(original.companionsSource.setAssetFromBuffer("extras", QStringLiteral("extras.bin")));
+
+    Datamodel::Asset copy;
+    copy.initialize(*local.document);
+    EXPECT_TRUE(copy.copyValues(original));
+    local.sites.deliverUntil([&] { return !copy.companionsSource.publicHashHex().isEmpty(); },
+                             "the copy got no companion data");
+    EXPECT_EQ(copy.companionsSource.publicHashHex(), hexHashOf("extras"));
+    EXPECT_EQ(copy.companionsSource.item(), original.companionsSource.item());
+}
+
+TEST(Asset, FindOriginalFilenameIsTheStoredFilenameFirst) {
+    LocalDocument local;
+    Datamodel::Asset asset;
+    asset.initialize(*local.document);
+    local.waitFor(asset.source.setAssetFromBuffer("model", QStringLiteral("imported.glb")));
+    asset.originalFilename = QStringLiteral("chosen.glb");
+    EXPECT_EQ(asset.findOriginalFilename(), QStringLiteral("chosen.glb"));
+}
+
+TEST(Asset, FindOriginalFilenameFallsBackToTheNameOfTheStoredItem) {
+    LocalDocument local;
+    Datamodel::Asset asset;
+    asset.initialize(*local.document);
+    local.waitFor(asset.source.setAssetFromBuffer("model", QStringLiteral("imported.glb")));
+    ASSERT_EQ(asset.source.assetNode(), nullptr) << "a document of the client's own has no asset nodes";
+    EXPECT_EQ(asset.findOriginalFilename(), QStringLiteral("imported.glb"));
+}
+
+TEST(Asset, FindOriginalFilenameWithNoNameAnywhereIsANullString) {
+    Datamodel::Asset asset;
+    asset.source = hexHashOf("nowhere");
+    EXPECT_TRUE(asset.findOriginalFilename().isNull());
+}
+
+TEST(Asset, FindOriginalFilenamePrefersTheNameTheAssetNodeKnowsToTheItemsName) {
+    TestSupport::LiveSites sites;
+    sites.keepAssets(true);
+    auto& a = sites.join(QStringLiteral("a"));
+    auto* image = new Datamodel::ImageAsset();
+    Tessel::NodeTransaction transaction(*a.document);
+    transaction.addNode(*image, a.canvas());
+    auto committed = transaction.commit();
+    sites.deliver();
+    ASSERT_TRUE(committed.isReady() && committed.hasValue());
+
+    auto const result = image->source.setAssetFromBuffer("pixels", QStringLiteral("imported.png"));
+    sites.deliverUntil([&] { return result.done.isReady(); }, "the image was never published");
+    sites.deliver();
+    Tessel::AssetNode* const node = image->source.assetNode();
+    ASSERT_NE(node, nullptr);
+    node->setOriginalFileName(QStringLiteral("published.png"));
+    EXPECT_EQ(image->findOriginalFilename(), QStringLiteral("published.png"));
+    node->setOriginalFileName(QString());
+    EXPECT_EQ(image->findOriginalFilename(), QStringLiteral("imported.png"))
+        << "a node without a name leaves the item's name";
 }

@@ -116,3 +116,14 @@ TEST(Reference, ConcurrentFirstCallsAgreeOnOneIdentity) {
         ASSERT_TRUE(sameIdentity(results[0], reference.weak()));
     }
 }
+
+TEST(Reference, ResetEndsTheIdentityHandedOutAndTheNextWeakIsANewOne) {
+    Reference reference;
+    std::weak_ptr<Reference> const before = reference.weak();
+    reference.reset();
+    EXPECT_TRUE(before.expired()) << "reset must end every listener tied to the old identity";
+    std::weak_ptr<Reference> const after = reference.weak();
+    EXPECT_FALSE(after.expired()) << "the object hands out a live identity again after a reset";
+    EXPECT_FALSE(sameIdentity(before, after));
+    EXPECT_EQ(after.lock().get(), &reference);
+}
