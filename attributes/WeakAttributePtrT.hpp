@@ -11,8 +11,6 @@ namespace Basalt {
 /// its target and stops listening when it is reset or destroyed. One thread, like the attributes.
 template <typename A>
 class WeakAttributePtrT {
-    static_assert(std::is_base_of_v<Attribute, A>, "a weak pointer tracks an attribute");
-
 public:
     WeakAttributePtrT() = default;
     explicit WeakAttributePtrT(A* target) { reset(target); }
@@ -29,6 +27,8 @@ public:
 
     /// Stops following the old target and follows `target`, which may be null.
     void reset(A* target = nullptr) {
+        // Checked here rather than on the class, so that a member may point at a class declared later.
+        static_assert(std::is_base_of_v<Attribute, A>, "a weak pointer tracks an attribute");
         if (m_target && m_listenerId != -1) {
             m_target->removeListener(m_listenerId);
         }
@@ -53,11 +53,13 @@ private:
 /// The same for a node.
 template <typename N>
 class WeakNodePtrT : public WeakAttributePtrT<N> {
-    static_assert(std::is_base_of_v<Node, N>, "a weak node pointer tracks a node");
-
 public:
     using WeakAttributePtrT<N>::WeakAttributePtrT;
     using WeakAttributePtrT<N>::operator=;
+    WeakNodePtrT() = default;
+    WeakNodePtrT(WeakNodePtrT const&) = default;
+    WeakNodePtrT& operator=(WeakNodePtrT const&) = default;
+    ~WeakNodePtrT() { static_assert(std::is_base_of_v<Node, N>, "a weak node pointer tracks a node"); }
 };
 
 } // namespace Basalt

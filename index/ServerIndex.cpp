@@ -25,10 +25,20 @@ QByteArray trashId(unsigned userId) {
 
 ServerIndex::ServerIndex() {
     serverIndexPtr = this;
-    onUserChanged.addListener([this](User*) { queueGroupsUpdate(); });
+    onUserChanged.addListener([this](User* user) {
+        unsigned const userId = connectedUserId(*this);
+        if (user && userId > 0 && static_cast<int>(userId) == user->userId()) {
+            setUser(user);
+        }
+        queueGroupsUpdate();
+    });
 }
 
-ServerIndex::~ServerIndex() = default;
+// Marked first, while the events still exist: the folders and canvases that the root detaches as it goes
+// must not announce anything.
+ServerIndex::~ServerIndex() {
+    markTearingDown();
+}
 
 QByteArray ServerIndex::documentType() {
     return QByteArrayLiteral("server-index");
@@ -46,6 +56,9 @@ std::shared_ptr<Tessel::ElementFactory> ServerIndex::elementFactory() {
         made->addFactory<User>("user");
         made->addFactory<Group>("group");
         made->addFactory<GroupContainer>("group_container");
+        // The server's users and groups reach the clients in the transient tree, which lives only while
+        // they are connected.
+        made->setTransientRoot<Tessel::Element>("node");
         return made;
     });
 }

@@ -21,9 +21,13 @@ QSet<QString> lowerCaseNames(ServerIndexFolder const& folder, Basalt::AttributeT
 
 } // namespace
 
-ServerIndexFolder::ServerIndexFolder() : folderName(this, QByteArrayLiteral("folder-name")) {}
+ServerIndexFolder::ServerIndexFolder() : folderName(this, QByteArrayLiteral("folder-name")) {
+    folderName.addListener([this] { changedOrAdded(); }, ROLE_CHANGE);
+}
 
-ServerIndexFolder::~ServerIndexFolder() = default;
+ServerIndexFolder::~ServerIndexFolder() {
+    erased();
+}
 
 QSet<QString> ServerIndexFolder::lowerCaseFolderNames() const {
     return lowerCaseNames(*this, &ServerIndexFolder::folderName);
@@ -45,6 +49,9 @@ void ServerIndexFolder::onAdded(ServerIndex& index) {
 void ServerIndexFolder::onReparented(ServerIndex& index, QByteArray const& oldParentId) {
     if (indexed) {
         index.onFolderReparented.raise(this, oldParentId);
+    } else if (!folderName.value().isEmpty()) {
+        // A folder is announced once it has a name.
+        changedOrAdded();
     }
 }
 

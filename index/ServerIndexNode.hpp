@@ -11,6 +11,8 @@
 #include "platform/tessel/Element.hpp"
 
 #include <QByteArray>
+#include <QMap>
+#include <QSet>
 
 #include <set>
 
@@ -57,10 +59,42 @@ public:
     ServerIndex* serverIndexPtr = nullptr;
     /// The nodes linked below this one, ordered by address: their order means nothing. Not owned.
     std::set<ServerIndexNode*> childNodes;
+    /// The folder this node is linked into; it lags the element's host during a move.
+    Basalt::WeakNodePtrT<ServerIndexFolder> parentFolder;
 
     /// The top of the chain of hosts as a `ServerIndex`; null when the top is something else, as for a
     /// node that hangs in no document.
     ServerIndex* serverIndex() const;
+
+    // Notifications, raised at the end of the incoming transaction, one per node and kind however many
+    // changes the transaction made.
+
+    /// Announces the node as added when it isn't indexed yet, else as changed.
+    void changedOrAdded();
+    /// Announces a change of an indexed node.
+    void changed();
+    /// Announces a move, out of the folder the node is linked into now.
+    void reparented();
+
+    /// Undoes the link into the index: pending notifications are dropped, an indexed node is announced as
+    /// erased, and it leaves its folder's list of children.
+    void erased();
+    /// Links the node and its subtree into `index` below `parent`: trash state, permissions and access are
+    /// derived anew, and the move is announced.
+    void attached(ServerIndex* index, ServerIndexFolder* parent);
+    /// Makes `user` the one whose access ".local-access" shows, in the whole subtree.
+    void setUser(User* user);
+    /// Derives ".local-in-trash" from `parent`, and below as far as it changes.
+    void updateInTrash(ServerIndexFolder* parent);
+    /// Derives the node's list from what it inherits (`inherited`, written at depth below `depth`) and its
+    /// own entries and owner, with the groups of the index; descends only where a list changed.
+    void calculateCachedPermissions(Tessel::AccessControlList const& inherited, int depth);
+    void calculateCachedPermissions(Tessel::AccessControlList const& inherited, int depth,
+                                    QMap<int, QSet<int>> const& groups);
+    /// Resolves `inheritedAcl` with `groups` into ".local-effective-permissions".
+    void resolveEffectivePermissions(QMap<int, QSet<int>> const& groups);
+    /// Listens to the index's group changes, where group membership can alter this node's result.
+    void addGroupsChangedListener();
 
     /// Links `child` below this node; linking it twice changes nothing.
     void childNodeAdded(ServerIndexNode* child);
@@ -86,6 +120,17 @@ protected:
 
 private:
     Tessel::Permission bestGroupPermission(User const& user) const;
+    /// Whether the node is linked into an index that isn't being destroyed.
+    bool indexIsLive() const;
+    void removeGroupsListener();
+    /// The node moved: it leaves the index, or is linked below its new folder.
+    void hostChanged();
+    /// Derives the node's list again from its folder's.
+    void recalculate();
+    /// Carries the restriction flag of the node's own entries to its resolved list.
+    void copyRestricted();
+
+    long m_hostListener = -1;
 };
 
 } // namespace Datamodel

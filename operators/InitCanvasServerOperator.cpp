@@ -46,15 +46,6 @@ constexpr FixedChild kFixedChildren[] = {
     {"upload-folder", "tavola_folder", "Upload folder"},
 };
 
-std::shared_ptr<Tessel::ServerNode> makeNode(Tessel::ServerDocument& document, QByteArray const& name,
-                                             QByteArray const& typeKey) {
-    auto node = std::make_shared<Tessel::ServerNode>(&document);
-    node->setName(name);
-    node->setTypeKey(typeKey);
-    node->setGuid(Tessel::generateUuid());
-    return node;
-}
-
 /// The simple form of the node's attribute `name` if it holds a value; null otherwise.
 Tessel::ServerAttributeSimple* simpleValue(Tessel::ServerNode const& node, QByteArray const& name) {
     std::shared_ptr<Tessel::ServerAttribute> const attribute = node.childAttribute(name);
@@ -123,7 +114,7 @@ void InitCanvasServerOperator::rootNodeUpdated() {
         if (root->childNode(fixed.name)) {
             continue;
         }
-        created.push_back(makeNode(*document, fixed.name, fixed.typeKey));
+        created.push_back(makeServerNode(*document, fixed.name, fixed.typeKey));
         if (fixed.folderName) {
             created.back()->setAttributeValue<QString>("folder-name", QString::fromUtf8(fixed.folderName));
         }
@@ -131,7 +122,7 @@ void InitCanvasServerOperator::rootNodeUpdated() {
     if (std::shared_ptr<Tessel::ServerNode> const connectors = root->childNode("connectors")) {
         fixConnectors(*document, *root, *connectors);
     } else {
-        created.push_back(makeNode(*document, "connectors", "tavola_connector_container"));
+        created.push_back(makeServerNode(*document, "connectors", "tavola_connector_container"));
     }
     fixDepth(*root);
     fixAnchors(*root, *document);

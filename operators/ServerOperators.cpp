@@ -9,7 +9,9 @@
 #include "platform/cobalt/Trace.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/ServerDocument.hpp"
+#include "platform/tessel/ServerNode.hpp"
 #include "platform/tessel/ServerOperators.hpp"
+#include "platform/tessel/Uuid.hpp"
 
 namespace Datamodel {
 
@@ -74,6 +76,15 @@ QByteArray encodeColorPresets(Tessel::ServerDocument const& document,
         bytes += encoder ? encoder->serialize(temporary) : QByteArray();
     }
     return bytes;
+}
+
+std::shared_ptr<Tessel::ServerNode> makeServerNode(Tessel::ServerDocument& document, QByteArray const& name,
+                                                   QByteArray const& typeKey) {
+    auto node = std::make_shared<Tessel::ServerNode>(&document);
+    node->setName(name);
+    node->setTypeKey(typeKey);
+    node->setGuid(Tessel::generateUuid());
+    return node;
 }
 
 LiveRoot::LiveRoot(std::weak_ptr<Tessel::ServerDocument> const& weak)

@@ -58,6 +58,10 @@ struct LiveRoot {
     std::shared_ptr<Tessel::ServerNode> root;
 };
 
+/// A new node of `document` with a fresh guid, named `name`, of type `typeKey`, in no tree yet.
+std::shared_ptr<Tessel::ServerNode> makeServerNode(Tessel::ServerDocument& document, QByteArray const& name,
+                                                   QByteArray const& typeKey);
+
 /// Makes the changes of its scope the server's own: sets the document's acting connection to null and puts
 /// the former one back when the scope ends, also when an exception leaves it.
 class ServerOwnChanges {

@@ -152,7 +152,15 @@ void Node::addAttribute(Attribute* attribute) {
     if (!attribute || attribute->host() == this) {
         return;
     }
-    attribute->removeHost();
+    // A move from another node is one change of host: its listeners see the new host, never a detached
+    // attribute in between.
+    if (Node* const former = attribute->host()) {
+        former->release(attribute);
+    }
+    append(attribute);
+}
+
+void Node::append(Attribute* attribute) {
     reserveForOneMore();
     m_attributes.emplace_back(attribute->name(), attribute);
     if (m_index) {
@@ -168,9 +176,19 @@ void Node::addAttribute(QByteArray const& name, Attribute* attribute) {
     if (!attribute) {
         return;
     }
-    attribute->removeHost();
+    if (Node* const former = attribute->host()) {
+        former->release(attribute);
+    }
     attribute->m_name = name;
-    addAttribute(attribute);
+    append(attribute);
+}
+
+void Node::release(Attribute* attribute) {
+    std::size_t const position = positionOf(attribute, attribute->name());
+    if (position != notFound) {
+        detach(position);
+        attributeRemoved(attribute);
+    }
 }
 
 bool Node::removeAttribute(Attribute* attribute) {

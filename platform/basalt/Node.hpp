@@ -56,7 +56,8 @@ public:
     virtual void attributeRemoved(Attribute* attribute);
 
     /// Adds under the attribute's own name, sets its host and calls `attributeAdded`. An attribute that
-    /// has a host is first removed from it.
+    /// has a host is first taken from it (which calls that host's `attributeRemoved`): a move, which its
+    /// ROLE_HOST_CHANGE listeners hear once, with the new host.
     void addAttribute(Attribute* attribute);
     /// The same under `name`, which becomes the attribute's name.
     void addAttribute(QByteArray const& name, Attribute* attribute);
@@ -92,8 +93,19 @@ public:
     /// pointer owns it.
     std::shared_ptr<Node> sharedPtr();
 
+    /// Whether the node is being destroyed: set by a derived class's destructor, before its own members go,
+    /// so that children it still holds can tell, while it detaches them, not to reach for what is gone.
+    bool isTearingDown() const { return m_tearingDown; }
+
+protected:
+    void markTearingDown() { m_tearingDown = true; }
+
 private:
     friend class Attribute;
+    /// Appends an attribute that has no host, or whose former host let it go, and makes this its host.
+    void append(Attribute* attribute);
+    /// Lets a moving attribute go without changing its host: the next host takes it.
+    void release(Attribute* attribute);
     /// Drops an attribute that is being destroyed, without hooks: the object is half gone.
     void forgetAttribute(Attribute* attribute);
     void renameAttribute(Attribute* attribute, QByteArray const& oldName);
@@ -113,6 +125,7 @@ private:
     struct Index;
     struct Events;
 
+    bool m_tearingDown = false;
     // With an index, removals leave empty slots (a null pointer) that `compact` sweeps out: the list is
     // handed out clean, so sweeping can happen on a read.
     mutable std::vector<Entry> m_attributes;

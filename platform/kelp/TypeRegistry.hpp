@@ -35,6 +35,7 @@ enum TypeCode : unsigned {
     TYPE_COLOR = 0x31,
     TYPE_TIMESTAMP = 0x38,
     TYPE_BEZIER_NODE = 0x40,
+    TYPE_RESOURCE_PERMISSIONS = 0x50,
     TYPE_VECTOR_FLAG = 0x1000000,
 };
 

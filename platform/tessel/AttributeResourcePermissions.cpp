@@ -1,6 +1,8 @@
 #include "platform/tessel/AttributeResourcePermissions.hpp"
 
 #include "platform/basalt/Archive.hpp"
+#include "platform/cobalt/BinaryData.hpp"
+#include "platform/kelp/TypeRegistry.hpp"
 
 namespace Tessel {
 
@@ -8,6 +10,7 @@ AttributeResourcePermissions::AttributeResourcePermissions(Basalt::Node* host, Q
     : Basalt::Attribute(host, name) {}
 
 void AttributeResourcePermissions::setValue(ResourcePermissions const& value) {
+    m_written = true;
     if (value == m_value) {
         return;
     }
@@ -60,7 +63,42 @@ bool AttributeResourcePermissions::isChanged() const {
 }
 
 bool AttributeResourcePermissions::isValueDefinedOnLayer(Layer layer) const {
-    return layer == LAYER_DEFAULT || Basalt::Attribute::isValueDefinedOnLayer(layer);
+    return layer == LAYER_DEFAULT || (layer == LAYER_USER && m_written) ||
+           Basalt::Attribute::isValueDefinedOnLayer(layer);
+}
+
+namespace {
+
+/// The message form of `writeMessage` as the value's stored bytes.
+class ResourcePermissionsSerializer : public Kelp::AttributeSerializer {
+public:
+    QByteArray serialize(Basalt::Attribute const& attribute) const override {
+        auto const* permissions = dynamic_cast<AttributeResourcePermissions const*>(&attribute);
+        if (!permissions) {
+            return QByteArray();
+        }
+        Cobalt::BinaryData data;
+        writeMessage(data, permissions->value());
+        return data.data();
+    }
+    bool deserialize(QByteArray const& bytes, Basalt::Attribute& attribute) const override {
+        auto* const permissions = dynamic_cast<AttributeResourcePermissions*>(&attribute);
+        Cobalt::BinaryData data(bytes);
+        ResourcePermissions read;
+        if (!permissions || !readMessage(data, read) || !data.atEnd()) {
+            return false;
+        }
+        permissions->setValue(read);
+        return true;
+    }
+};
+
+} // namespace
+
+void AttributeResourcePermissions::registerType(Kelp::TypeRegistry& registry) {
+    registry.registerType({QByteArrayLiteral("resource-permissions"), Kelp::TYPE_RESOURCE_PERMISSIONS, 0,
+                           std::make_shared<ResourcePermissionsSerializer>(),
+                           [] { return new AttributeResourcePermissions(nullptr, QByteArray()); }});
 }
 
 } // namespace Tessel

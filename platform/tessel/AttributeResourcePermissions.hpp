@@ -3,10 +3,15 @@
 #include "platform/basalt/Attribute.hpp"
 #include "platform/tessel/AccessControl.hpp"
 
+namespace Kelp {
+class TypeRegistry;
+}
+
 namespace Tessel {
 
 /// An attribute that holds the `ResourcePermissions` of a node. It has no layers: one value, empty at
-/// first, replaced as a whole. For the layer queries of the base it stands on the default layer.
+/// first, replaced as a whole. For the layer queries of the base it stands on the default layer, and on
+/// the user layer too once a value was written, so that a document shares what was written.
 ///
 /// Archives carry the text form of `toText`, messages the form of `writeMessage`. Belongs to the thread
 /// of its document, like every attribute.
@@ -32,11 +37,16 @@ public:
     QString asString(bool* ok = nullptr, Layer layer = LAYER_CURRENT_VALUE) const override;
     /// Whether the value differs from empty permissions.
     bool isChanged() const override;
-    /// True for the default layer and the special layers: the one value is always there.
+    /// True for the default layer and the special layers, where the one value is always there, and for the
+    /// user layer once a value was written.
     bool isValueDefinedOnLayer(Layer layer) const override;
+
+    /// Teaches `registry` the type "resource-permissions": its code and its stored bytes, the message form.
+    static void registerType(Kelp::TypeRegistry& registry);
 
 private:
     ResourcePermissions m_value;
+    bool m_written = false;
 };
 
 } // namespace Tessel

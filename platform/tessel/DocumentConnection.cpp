@@ -387,6 +387,11 @@ void DocumentConnection::applyOperation(Wire::Operation const& operation) {
         element->removeHost();
         delete element;
         return;
+    case Wire::OperationKind::MoveNode:
+        if (Element* const parent = findSharedElement(operation.parentGuid)) {
+            parent->addAttribute(operation.name, element);
+        }
+        return;
     case Wire::OperationKind::GuidChanged:
         forget(*element);
         element->setGuid(operation.name);

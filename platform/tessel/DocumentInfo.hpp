@@ -19,7 +19,7 @@ class TypeRegistry;
 namespace Tessel {
 
 /// The state of a listed document. Travels as its number: never renumber.
-enum DocumentState {
+enum DocumentState : int {
     DOCUMENT_STATE_REGULAR = 0,
     /// A demonstration document, shown as such by clients.
     DOCUMENT_STATE_DEMO = 1,

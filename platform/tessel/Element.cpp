@@ -75,7 +75,9 @@ Element* Element::findInSubtree(QByteArray const& guid) {
 void Element::initialize(DocumentConnection&) {}
 
 bool Element::isSharedAttribute(Basalt::Attribute const& attribute) {
+    // Values under ".local-" are what each process derives for itself.
     return !attribute.name().isEmpty() && !attribute.ownerShorthand() &&
+           !attribute.name().startsWith(QByteArrayLiteral(".local-")) &&
            !dynamic_cast<Element const*>(&attribute);
 }
 

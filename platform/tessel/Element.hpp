@@ -56,7 +56,8 @@ public:
     virtual void initialize(DocumentConnection& connection);
 
     /// Whether a document shares this attribute of one of its elements: it has a name and is neither an
-    /// element nor a component of a tuple (the tuple is shared whole).
+    /// element nor a component of a tuple (the tuple is shared whole), and its name doesn't begin with
+    /// ".local-", which marks what each process derives for itself.
     static bool isSharedAttribute(Basalt::Attribute const& attribute);
 
 private:

@@ -12,19 +12,27 @@ namespace Tessel {
 NodeTransaction::NodeTransaction(DocumentConnection& document) : m_document(document.weak_from_this()) {}
 
 NodeTransaction::~NodeTransaction() {
-    for (Change const& change : m_changes) {
-        if (change.parent && !change.node->host()) {
+    deleteUnplacedAdditions(m_changes);
+}
+
+void NodeTransaction::deleteUnplacedAdditions(std::vector<Change> const& changes) {
+    for (Change const& change : changes) {
+        if (change.kind == Kind::Add && !change.node->host()) {
             delete change.node;
         }
     }
 }
 
 void NodeTransaction::addNode(Element& node, Element const& parent) {
-    m_changes.push_back({&node, &parent});
+    m_changes.push_back({Kind::Add, &node, &parent});
+}
+
+void NodeTransaction::moveNode(Element& node, Element const& parent) {
+    m_changes.push_back({Kind::Move, &node, &parent});
 }
 
 void NodeTransaction::deleteNode(Element const& node) {
-    m_changes.push_back({const_cast<Element*>(&node), nullptr});
+    m_changes.push_back({Kind::Delete, const_cast<Element*>(&node), nullptr});
 }
 
 folly::Future<folly::Unit> NodeTransaction::commit() {
@@ -32,20 +40,26 @@ folly::Future<folly::Unit> NodeTransaction::commit() {
     std::vector<Change> changes;
     changes.swap(m_changes);
     if (!document || !document->isLive()) {
-        for (Change const& change : changes) {
-            if (change.parent && !change.node->host()) {
-                delete change.node;
-            }
-        }
+        deleteUnplacedAdditions(changes);
         return folly::makeFuture<folly::Unit>(std::runtime_error("Connection lost"));
     }
     std::vector<Wire::Operation> operations;
     std::set<Element const*> deleted;
     for (Change const& change : changes) {
-        if (change.parent) {
+        if (change.kind == Kind::Add) {
             DocumentConnection::ensureGuid(*change.node);
             const_cast<Element*>(change.parent)->addAttribute(change.node);
             document->shareSubtree(*change.node, &operations);
+            continue;
+        }
+        if (change.kind == Kind::Move) {
+            Wire::Operation move;
+            move.kind = Wire::OperationKind::MoveNode;
+            move.nodeGuid = change.node->guid();
+            move.name = change.node->name();
+            move.parentGuid = change.parent->guid();
+            operations.push_back(std::move(move));
+            const_cast<Element*>(change.parent)->addAttribute(change.node);
             continue;
         }
         if (!deleted.insert(change.node).second) {

@@ -10,9 +10,9 @@ namespace Tessel {
 class DocumentConnection;
 class Element;
 
-/// Groups additions and deletions of elements of a live document into one change, which `commit` applies
-/// locally and sends to the server as one message. Dropped without `commit`, it sends and changes nothing,
-/// and deletes the elements it was given to add that have no host.
+/// Groups additions, moves and deletions of elements of a live document into one change, which `commit`
+/// applies locally and sends to the server as one message. Dropped without `commit`, it sends and changes
+/// nothing, and deletes the elements it was given to add that have no host.
 ///
 /// Use on the document's thread.
 class NodeTransaction {
@@ -27,6 +27,8 @@ public:
     void addNode(Element& node, Element const& parent);
     /// Deletes `node` at commit.
     void deleteNode(Element const& node);
+    /// Moves `node`, a shared element, under `parent` at commit, keeping its name, guid, values and subtree.
+    void moveNode(Element& node, Element const& parent);
     /// Applies the changes locally (added elements get their connection and `initialize`), sends them, and
     /// completes when the server has applied them. Fails with the server's reason when it refuses, and with
     /// "Connection lost" when the document isn't live or the link goes first. A second commit sends nothing
@@ -34,10 +36,15 @@ public:
     folly::Future<folly::Unit> commit();
 
 private:
+    enum class Kind { Add, Delete, Move };
     struct Change {
+        Kind kind;
         Element* node;
         Element const* parent; ///< null for a deletion
     };
+
+    /// Deletes the elements given to add that no parent took.
+    static void deleteUnplacedAdditions(std::vector<Change> const& changes);
 
     std::weak_ptr<DocumentConnection> m_document;
     std::vector<Change> m_changes;

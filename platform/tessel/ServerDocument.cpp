@@ -99,6 +99,10 @@ public:
         m_addedNames.insert(qMakePair(operation.parentGuid, operation.name));
     }
     void remove(QByteArray const& guid) { m_deleted.insert(guid); }
+    /// A node that moves takes its new name under its new parent.
+    void move(Wire::Operation const& operation) {
+        m_addedNames.insert(qMakePair(operation.parentGuid, operation.name));
+    }
     /// The present length of a vector attribute.
     unsigned& length(QByteArray const& guid, QByteArray const& name) {
         auto const key = qMakePair(guid, name);
@@ -119,6 +123,44 @@ private:
     QSet<QByteArray> m_deleted;
     QHash<QPair<QByteArray, QByteArray>, unsigned> m_lengths;
 };
+
+/// The root above `node`, or the node itself when it is one.
+std::shared_ptr<ServerNode> topOf(std::shared_ptr<ServerNode> node) {
+    while (node->parent()) {
+        node = node->parent();
+    }
+    return node;
+}
+
+/// Whether `move` takes a node the document holds, under a parent it holds in the same tree and outside the
+/// node's own subtree, to a name free there.
+bool canMove(ServerDocument const& document, Wire::Operation const& move, Simulation const& simulation,
+             QString& error) {
+    std::shared_ptr<ServerNode> const node = document.findNode(move.nodeGuid);
+    std::shared_ptr<ServerNode> const parent = document.findNode(move.parentGuid);
+    if (!node || !parent || !node->parent() || simulation.typeOf(move.parentGuid).isEmpty()) {
+        error = QStringLiteral("node %1 can't move under %2: a root moves nowhere, and both must be held")
+                    .arg(quoted(move.nodeGuid), quoted(move.parentGuid));
+        return false;
+    }
+    for (std::shared_ptr<ServerNode> above = parent; above; above = above->parent()) {
+        if (above == node) {
+            error = QStringLiteral("node %1 can't move into its own subtree").arg(quoted(move.nodeGuid));
+            return false;
+        }
+    }
+    if (topOf(parent) != topOf(node)) {
+        error = QStringLiteral("node %1 can't move to the other tree").arg(quoted(move.nodeGuid));
+        return false;
+    }
+    bool const sameNode = parent->childNode(move.name) == node;
+    if (!isUsableKey(move.name) || (!sameNode && simulation.hasChildNamed(move.parentGuid, move.name))) {
+        error = QStringLiteral("node %1 can't take the name %2 there")
+                    .arg(quoted(move.nodeGuid), quoted(move.name));
+        return false;
+    }
+    return true;
+}
 
 } // namespace
 
@@ -431,6 +473,12 @@ bool ServerDocument::check(std::vector<Wire::Operation> const& operations, QStri
         case Wire::OperationKind::GuidChanged:
             error = QStringLiteral("only the server gives new guids");
             return false;
+        case Wire::OperationKind::MoveNode:
+            if (!canMove(*this, operation, simulation, error)) {
+                return false;
+            }
+            simulation.move(operation);
+            break;
         default: {
             ServerNodeTypeDefinition const* const type = nodeTypes().type(typeKey);
             auto const* const definition = type ? type->attributeDefinition(operation.name) : nullptr;
@@ -549,6 +597,10 @@ bool ServerDocument::apply(Wire::Operation const& operation) {
     std::shared_ptr<ServerNode> const node = findNode(operation.nodeGuid);
     if (operation.kind == Wire::OperationKind::DeleteNode) {
         node->parent()->removeChildNode(node->name());
+        return false;
+    }
+    if (operation.kind == Wire::OperationKind::MoveNode) {
+        node->moveTo(*findNode(operation.parentGuid), operation.name);
         return false;
     }
     std::shared_ptr<ServerAttribute> attribute = node->childAttribute(operation.name);

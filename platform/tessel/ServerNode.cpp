@@ -52,6 +52,26 @@ void ServerNode::addChildNode(std::shared_ptr<ServerNode> child, bool notify) {
     }
 }
 
+void ServerNode::moveTo(ServerNode& parent, QByteArray const& name) {
+    std::shared_ptr<ServerNode> const self = shared_from_this();
+    if (std::shared_ptr<ServerNode> const former = this->parent()) {
+        former->m_children.erase(m_name);
+    }
+    m_name = name;
+    parent.m_children[name] = self;
+    m_parent = parent.weak_from_this();
+    if (m_document && m_inDocument) {
+        Wire::Operation move;
+        move.kind = Wire::OperationKind::MoveNode;
+        move.nodeGuid = m_guid;
+        move.name = name;
+        move.parentGuid = parent.guid();
+        m_document->publish(move);
+        std::shared_ptr<ServerNode> const newParent = parent.shared_from_this();
+        m_document->tellOperators([&](ServerDocumentOperator& op) { op.nodeParentChanged(self, newParent); });
+    }
+}
+
 void ServerNode::removeChildNode(QByteArray const& name) {
     auto const found = m_children.find(name);
     if (found == m_children.end()) {

@@ -55,6 +55,10 @@ public:
     /// (`childNodeRemoved`) and the document (`nodeDeleted` for the child and each node below it). Nothing
     /// happens when there is no such child.
     void removeChildNode(QByteArray const& name);
+    /// Moves this node, with its subtree, guid and values, under `parent` as `name`: the clients are told
+    /// with one move, the document's operators with `nodeParentChanged`; nobody hears of a removal or an
+    /// addition, as nothing was removed or added.
+    void moveTo(ServerNode& parent, QByteArray const& name);
 
     /// An attribute by name; null if none.
     std::shared_ptr<ServerAttribute> childAttribute(QByteArray const& name) const;

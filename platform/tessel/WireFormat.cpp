@@ -10,7 +10,7 @@ namespace Tessel::Wire {
 namespace {
 
 constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::AssetChunk);
-constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::GuidChanged);
+constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::MoveNode);
 // No document needs more; a count above it is a corrupt message, not a reason to reserve memory.
 constexpr std::int32_t maximumCount = 1 << 24;
 
@@ -129,6 +129,11 @@ void writeOperation(Cobalt::BinaryData& data, Operation const& operation) {
         data.writeString(operation.nodeGuid);
         data.writeString(operation.name);
         return;
+    case OperationKind::MoveNode:
+        data.writeString(operation.nodeGuid);
+        data.writeString(operation.name);
+        data.writeString(operation.parentGuid);
+        return;
     }
 }
 
@@ -148,7 +153,9 @@ bool readOperation(Cobalt::BinaryData& data, Operation& operation) {
         return reader.ok();
     }
     reader.text(operation.name);
-    if (isValueOperation(operation.kind)) {
+    if (operation.kind == OperationKind::MoveNode) {
+        reader.text(operation.parentGuid);
+    } else if (isValueOperation(operation.kind)) {
         reader.uint32(operation.typeCode).bytes(operation.bytes);
     } else if (isElementOperation(operation.kind)) {
         reader.uint32(operation.index);

@@ -56,6 +56,8 @@
 ///     RemoveElement   S node guid, S attribute name, L index
 ///     ReplaceElement  S node guid, S attribute name, L index, B one value
 ///     GuidChanged     S former guid, S new guid
+///     MoveNode        S guid, S name under the new parent, S new parent guid (the node keeps its subtree,
+///                     guid and values)
 ///
 /// Values are encoded as the server stores them (`Kelp::AttributeSerializer`). Every read is checked: a
 /// frame or payload that is short, long, of another type or out of range is refused whole.
@@ -96,6 +98,7 @@ enum class OperationKind : std::int32_t {
     RemoveElement = 6,
     ReplaceElement = 7,
     GuidChanged = 8,
+    MoveNode = 9,
 };
 
 /// A named encoded value, as an added node carries them.
@@ -110,9 +113,9 @@ struct Operation {
     OperationKind kind = OperationKind::SetValue;
     /// The node the operation is about: the new node for AddNode, the former guid for GuidChanged.
     QByteArray nodeGuid;
-    /// AddNode: the parent's guid.
+    /// AddNode, MoveNode: the (new) parent's guid.
     QByteArray parentGuid;
-    /// AddNode: the element name; GuidChanged: the new guid; otherwise the attribute's name.
+    /// AddNode, MoveNode: the element name; GuidChanged: the new guid; otherwise the attribute's name.
     QByteArray name;
     /// AddNode: the element type key.
     QByteArray typeKey;

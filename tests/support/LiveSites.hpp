@@ -20,6 +20,7 @@
 #include "canvas/SharedCanvas.hpp"
 #include "client/EmblemActions.hpp"
 #include "framework/RegisterTypes.hpp"
+#include "index/ServerIndex.hpp"
 #include "operators/ServerDocumentTypes.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
@@ -169,6 +170,9 @@ private:
 inline std::shared_ptr<Tessel::ElementFactory> LiveSites::factoryOf(QByteArray const& type) {
     if (type == Datamodel::EmblemActionMap::documentType()) {
         return Datamodel::EmblemActionMap::elementFactory();
+    }
+    if (type == Datamodel::ServerIndex::documentType()) {
+        return Datamodel::ServerIndex::elementFactory();
     }
     return type == Datamodel::SharedCanvas::documentType() ? Datamodel::SharedCanvas::elementFactory()
                                                            : nullptr;
