@@ -120,7 +120,10 @@ CanvasDocument::~CanvasDocument() {
         stopMirroring(*documentInfo);
     }
     if (Tessel::Documents* const documents = m_documentList.get()) {
-        documents->eventRemoveListeners(this);
+        // By identifier: a search by owner would walk the listeners of every record of the index.
+        for (long const id : m_documentListeners) {
+            documents->eventRemoveListener(id);
+        }
     }
 }
 
@@ -234,10 +237,10 @@ void CanvasDocument::bind() {
     // An unknown id binds nothing yet: the record waits for the server to list its canvas.
     setDocumentInfo(documents->findDocumentInfoById(id));
     m_documentList = documents;
-    documents->eventAddListenerBd(documentAdded, this,
-                                  [this](Cobalt::BinaryData& message) { documentListed(message); });
-    documents->eventAddListenerBd(documentRemoved, this,
-                                  [this](Cobalt::BinaryData& message) { documentUnlisted(message); });
+    m_documentListeners.push_back(documents->eventAddListenerBd(
+        documentAdded, this, [this](Cobalt::BinaryData& message) { documentListed(message); }));
+    m_documentListeners.push_back(documents->eventAddListenerBd(
+        documentRemoved, this, [this](Cobalt::BinaryData& message) { documentUnlisted(message); }));
 }
 
 void CanvasDocument::documentListed(Cobalt::BinaryData& message) {

@@ -14,6 +14,8 @@
 
 #include <QByteArray>
 
+#include <vector>
+
 #include <memory>
 
 namespace Datamodel {
@@ -111,6 +113,8 @@ private:
 
     /// The connection's list of documents, whose messages this record hears; null once it is gone.
     Basalt::WeakNodePtrT<Tessel::Documents> m_documentList;
+    /// The record's listeners on the list of documents.
+    std::vector<long> m_documentListeners;
 };
 
 } // namespace Datamodel

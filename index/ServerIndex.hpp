@@ -90,6 +90,9 @@ public:
     QHash<QByteArray, CanvasDocument*> canvasIndex;
     /// A rebuild of the group membership is queued on the connection's idle executor.
     bool groupsUpdatePending = false;
+    /// How many times a node of this index derived its list: what a change of permissions cost, for those
+    /// who measure it.
+    std::size_t permissionCalculations = 0;
 
 private:
     /// Queues one rebuild of the group membership for when the client is idle; a burst of user changes

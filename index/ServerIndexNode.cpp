@@ -92,6 +92,9 @@ void ServerIndexNode::calculateCachedPermissions(Tessel::AccessControlList const
 
 void ServerIndexNode::calculateCachedPermissions(Tessel::AccessControlList const& inherited, int depth,
                                                  QMap<int, QSet<int>> const& groups) {
+    if (serverIndexPtr) {
+        ++serverIndexPtr->permissionCalculations;
+    }
     Tessel::AccessControlList working = inherited;
     Tessel::AccessControlList const& overrides = permissionOverrides.value().acl;
     // Ownership doesn't descend: an owner above holds "edit" here, and user 1 holds nothing.
@@ -191,7 +194,9 @@ void ServerIndexNode::attached(ServerIndex* index, ServerIndexFolder* parent) {
 
 void ServerIndexNode::setUser(User* user) {
     localAccess.setValue(resolveAccess(user), LAYER_USER);
-    currentUser = user;
+    if (currentUser.get() != user) {
+        currentUser = user;
+    }
     for (ServerIndexNode* const child : childNodes) {
         child->setUser(user);
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -48,16 +49,18 @@ public:
         return id;
     }
 
-    /// Removes the listener with this identifier; false if there is none.
+    /// Removes the listener with this identifier; false if there is none. Identifiers grow with each `add`,
+    /// so the list is in their order and the listener is found by halving.
     bool remove(long id) {
-        for (auto& entry : m_entries) {
-            if (entry->id == id && entry->mask != 0) {
-                retire(*entry);
-                compactIfIdle();
-                return true;
-            }
+        auto const found = std::lower_bound(
+            m_entries.begin(), m_entries.end(), id,
+            [](std::unique_ptr<Entry> const& entry, long wanted) { return entry->id < wanted; });
+        if (found == m_entries.end() || (*found)->id != id || (*found)->mask == 0) {
+            return false;
         }
-        return false;
+        retire(**found);
+        compactIfIdle();
+        return true;
     }
 
     /// Takes the bits of `mask` from every listener of `owner`; a listener left with no bit is removed.
@@ -93,20 +96,12 @@ public:
             }
         }
         m_frames = frame.outer;
-        if (!m_frames && m_retired) {
-            compact();
-        }
+        compactIfIdle();
         return true;
     }
 
     /// Number of listeners in force.
-    std::size_t size() const {
-        std::size_t live = 0;
-        for (auto const& entry : m_entries) {
-            live += entry->mask != 0 ? 1 : 0;
-        }
-        return live;
-    }
+    std::size_t size() const { return m_entries.size() - m_retired; }
     bool empty() const { return size() == 0; }
 
 private:
@@ -126,17 +121,19 @@ private:
     // A removed entry stays in place (its function may be running) until no call is in progress.
     void retire(Entry& entry) {
         entry.mask = 0;
-        m_retired = true;
+        ++m_retired;
     }
 
+    // Sweeping once the removed entries are as many as those in force keeps each removal of a long list
+    // cheap, however many go one after the other.
     void compactIfIdle() {
-        if (!m_frames && m_retired) {
+        if (!m_frames && m_retired > 0 && m_retired * 2 >= m_entries.size()) {
             compact();
         }
     }
 
     void compact() {
-        m_retired = false;
+        m_retired = 0;
         std::vector<std::unique_ptr<Entry>> kept;
         kept.reserve(m_entries.size());
         for (auto& entry : m_entries) {
@@ -149,7 +146,8 @@ private:
 
     std::vector<std::unique_ptr<Entry>> m_entries;
     Frame* m_frames = nullptr;
-    bool m_retired = false;
+    /// Entries removed but still in the list.
+    std::size_t m_retired = 0;
 };
 
 } // namespace Basalt
