@@ -5,6 +5,7 @@
 
 #include "canvas/Note.hpp"
 #include "canvas/SharedCanvas.hpp"
+#include "media/ImageAsset.hpp"
 #include "operators/AutoPinServerOperator.hpp"
 #include "operators/ServerOperators.hpp"
 #include "platform/tessel/ClientTransaction.hpp"
@@ -18,6 +19,7 @@
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
@@ -91,6 +93,13 @@ public:
         // As a server process does once at start: the canvas operators, with a short idle time to pin.
         Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
         m_server = m_sites.makeServer(QString::fromLatin1(storageDirectory));
+        // Each client keeps the files it imports and fetches in a storage of its own.
+        for (Site* site : {&m_a, &m_b}) {
+            QString const directory =
+                QDir(QString::fromLatin1(storageDirectory)).filePath(QStringLiteral("client-") + site->name);
+            site->storage =
+                Tessel::AssetStorage::create(directory, folly::getKeepAliveToken(&site->executor));
+        }
     }
 
     void run() {
@@ -111,7 +120,8 @@ public:
         stepFive(*note);
         stepSix(*note);
         stepSeven(*note);
-        m_out << "done: every site holds the same note.\n";
+        stepEight();
+        m_out << "done: every site holds the same note and the same image.\n";
         Qt::endl(m_out);
     }
 
@@ -239,6 +249,52 @@ private:
               << ", text-color " << text(atC->textColor.value()) << "\n";
     }
 
+    void stepEight() {
+        auto* image = new Datamodel::ImageAsset();
+        Tessel::NodeTransaction transaction(*m_a.document);
+        transaction.addNode(*image, m_a.canvas());
+        waitFor(transaction.commit(), "the server to add the image");
+        QByteArray const pixels = demoImage();
+        Datamodel::AssetFile::SetResult imported =
+            image->source.setAssetFromBuffer(pixels, QStringLiteral("gradient.ppm"));
+        waitFor(std::move(imported.done), "a's image to reach the server");
+        m_out << "step 8  a imports " << pixels.size()
+              << " bytes as \"gradient.ppm\" into an image on the canvas; "
+              << "its storage holds them under " << image->source.publicHashHex().left(16) << "..."
+              << ", the server took them, and the hash went out in the image's \"source\"\n";
+        Datamodel::ImageAsset* atB = nullptr;
+        waitUntil(
+            [&] {
+                atB = dynamic_cast<Datamodel::ImageAsset*>(m_b.document->findSharedElement(image->guid()));
+                return atB && atB->source.localPath().isValueDefinedOnLayer(Basalt::Attribute::LAYER_USER);
+            },
+            "the image's content at b");
+        QFile fetched(atB->source.localPath().value());
+        bool const same = fetched.open(QIODevice::ReadOnly) && fetched.readAll() == pixels;
+        m_out << "        b saw the hash, fetched the content in pieces (asset state "
+              << (atB->source.state() == Tessel::AssetNode::STATE_READY ? "ready" : "not ready") << ", "
+              << atB->source.assetNode()->progress().first << " of "
+              << atB->source.assetNode()->progress().second << " bytes) and finds it at "
+              << atB->source.localPath().value() << ": " << (same ? "the same bytes" : "OTHER BYTES") << "\n";
+        if (!same) {
+            throw std::runtime_error("b's copy of the image differs from a's");
+        }
+    }
+
+    /// A small picture in the plainest image format: a colour gradient.
+    static QByteArray demoImage() {
+        int const side = 64;
+        QByteArray pixels = QByteArrayLiteral("P6 64 64 255\n");
+        for (int y = 0; y < side; ++y) {
+            for (int x = 0; x < side; ++x) {
+                pixels.append(static_cast<char>(x * 4))
+                    .append(static_cast<char>(y * 4))
+                    .append(static_cast<char>(128));
+            }
+        }
+        return pixels;
+    }
+
     void stepFive(Datamodel::Note& atA) {
         Datamodel::Note* atB = nullptr;
         waitUntil(
@@ -292,7 +348,9 @@ QString demoHelp() {
         "background colour gives the same text colour at both sites. The server's operators ready the new\n"
         "canvas, attach to the note when it arrives, and pin it once nothing moved for a second; both\n"
         "sites see \"pinned\" arrive. Last, the server stores the canvas under ./tavola-data, and a server\n"
-        "started later reads it back for a third client, c. Each step prints what each site sees.\n");
+        "started later reads it back for a third client, c. Then a imports a small image into the canvas:\n"
+        "the server takes its bytes, and b fetches them into its own storage. Each step prints what each\n"
+        "site sees.\n");
 }
 
 int runDemo(QStringList const& arguments, QTextStream& out, QTextStream& err) {

@@ -8,6 +8,7 @@
 #include "platform/tessel/StoredDocument.hpp"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QElapsedTimer>
 
 #include <stdexcept>
@@ -41,6 +42,9 @@ std::shared_ptr<Tessel::TesselServer> LocalSites::makeServer(QString const& stor
     options.executor = folly::getKeepAliveToken(&m_serverExecutor);
     options.typeRegistry = m_registry;
     options.storageDirectory = storageDirectory;
+    if (!storageDirectory.isEmpty()) {
+        options.assetDirectory = QDir(storageDirectory).filePath(QStringLiteral("assets"));
+    }
     auto server = Tessel::TesselServer::create(options);
     Datamodel::registerServerDocumentTypes(*server);
     return server;
@@ -55,7 +59,7 @@ void LocalSites::join(LocalClient& client, Tessel::TesselServer& server, QByteAr
     auto joined = Tessel::ClientToServerConnection::connect(
         server.connectInProcess(folly::getKeepAliveToken(&client.executor)),
         {client.name, client.name + QStringLiteral("-user"), 0}, folly::getKeepAliveToken(&client.executor),
-        m_registry);
+        m_registry, std::make_shared<Tessel::ConnectionManager>(client.storage));
     client.connection = waitFor(std::move(joined), "the server's welcome");
     client.document =
         waitFor(client.connection->openDocument(id, type, documentType->factory), "the document");

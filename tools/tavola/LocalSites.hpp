@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/tessel/AssetStorage.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/QtExecutor.hpp"
@@ -30,12 +31,14 @@ T waitFor(folly::Future<T> future, char const* what) {
     return std::move(future).get();
 }
 
-/// One client in this process: its executor on this thread, its link and its open document.
+/// One client in this process: its executor on this thread, its asset storage (none unless given), its link
+/// and its open document.
 struct LocalClient {
     explicit LocalClient(QString clientName) : name(std::move(clientName)) {}
 
     QString name;
     Tessel::QtExecutor executor;
+    std::shared_ptr<Tessel::AssetStorage> storage;
     std::shared_ptr<Tessel::ClientToServerConnection> connection;
     std::shared_ptr<Tessel::DocumentConnection> document;
 };
@@ -46,7 +49,8 @@ public:
     LocalSites();
 
     /// A server that knows the model's document types, storing documents under `storageDirectory` (nothing
-    /// when empty), with the operators registered in the process.
+    /// when empty) and the contents of assets under its "assets" folder, with the operators registered in the
+    /// process.
     std::shared_ptr<Tessel::TesselServer> makeServer(QString const& storageDirectory = QString());
     /// Links `client` to `server` and opens the document `id` of `type` there.
     void join(LocalClient& client, Tessel::TesselServer& server, QByteArray const& id,
