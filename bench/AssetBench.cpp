@@ -3,6 +3,7 @@
 // the content from the server at a second client, against copying the file. Wall-clock times, since the
 // work runs on the storage's worker thread and in file writes; each figure is the median of the runs.
 
+#include "bench/BenchReporting.hpp"
 #include "tests/support/LiveSites.hpp"
 
 #include "platform/tessel/AssetStorage.hpp"
@@ -31,14 +32,6 @@ constexpr qint64 fileSize = qint64(256) << 20;
 constexpr double importGoal = 1.5;
 
 std::map<std::string, std::vector<double>> g_seconds;
-
-double median(std::vector<double> values) {
-    if (values.empty()) {
-        return 0;
-    }
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 /// The file of 256 MiB that every benchmark reads, made once.
 class Source {
@@ -160,11 +153,11 @@ BENCHMARK(importKnownFile)->Iterations(1)->UseManualTime()->Unit(benchmark::kMil
 BENCHMARK(fetchAtSecondClient)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void printFigures() {
-    double const hash = median(g_seconds["hash"]);
-    double const copy = median(g_seconds["copy"]);
-    double const import = median(g_seconds["import"]);
-    double const again = median(g_seconds["import again"]);
-    double const fetch = median(g_seconds["fetch"]);
+    double const hash = BenchReporting::median(g_seconds["hash"]);
+    double const copy = BenchReporting::median(g_seconds["copy"]);
+    double const import = BenchReporting::median(g_seconds["import"]);
+    double const again = BenchReporting::median(g_seconds["import again"]);
+    double const fetch = BenchReporting::median(g_seconds["fetch"]);
     double const mebibytes = static_cast<double>(fileSize >> 20);
     std::printf("\nfile of %.0f MiB: hash %.0f ms (%.0f MiB/s), copy %.0f ms\n", mebibytes, hash * 1e3,
                 mebibytes / hash, copy * 1e3);

@@ -4,12 +4,23 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>
 #include <vector>
 
 namespace BenchReporting {
+
+/// The middle of `values` (the upper one of the two middles of an even count); 0 for none.
+inline double median(std::vector<double> values) {
+    if (values.empty()) {
+        return 0;
+    }
+    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
 
 /// Remembers each benchmark's CPU time per iteration while printing as the console does. CPU time, because
 /// the ratios must not depend on what else the machine runs.

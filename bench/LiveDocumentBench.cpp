@@ -3,6 +3,7 @@
 // Every site runs on a manual executor drained on this thread, so the figures are those of the code, every
 // encoding and decoding included, without the hand-offs between threads that a deployment adds.
 
+#include "bench/BenchReporting.hpp"
 #include "bench/HeapBytes.hpp"
 #include "tests/support/RawClient.hpp"
 
@@ -44,15 +45,6 @@ std::vector<double> g_changesPerSecond;
 std::vector<double> g_changesPerCpuSecond;
 double g_serverBytesPerNote = 0;
 double g_serverValuesPerNote = 0;
-
-double median(std::vector<double> values) {
-    if (values.empty()) {
-        return 0;
-    }
-    auto const middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 /// This thread's CPU time: every site runs on it, so this is what the sites cost, however busy the machine.
 double threadCpuSeconds() {
@@ -127,7 +119,7 @@ void baselineEncodeAndDecodeOneChange(benchmark::State& state) {
         }
         g_baselineMicroseconds.push_back(microsecondsSince(start) / encodingsPerSample);
     }
-    state.counters["us_per_message"] = median(g_baselineMicroseconds);
+    state.counters["us_per_message"] = BenchReporting::median(g_baselineMicroseconds);
 }
 BENCHMARK(baselineEncodeAndDecodeOneChange)->Unit(benchmark::kMicrosecond);
 
@@ -154,7 +146,7 @@ void roundTripOfOneFloatChange(benchmark::State& state) {
             return;
         }
     }
-    state.counters["median_us"] = median(g_arrivalMicroseconds);
+    state.counters["median_us"] = BenchReporting::median(g_arrivalMicroseconds);
 }
 BENCHMARK(roundTripOfOneFloatChange)->Unit(benchmark::kMicrosecond)->UseManualTime();
 
@@ -183,7 +175,7 @@ void changesSharedByTwoClients(benchmark::State& state) {
         g_changesPerSecond.push_back(changesShared / seconds);
         g_changesPerCpuSecond.push_back(changesShared / cpuSeconds);
     }
-    state.counters["changes_per_second"] = median(g_changesPerSecond);
+    state.counters["changes_per_second"] = BenchReporting::median(g_changesPerSecond);
 }
 BENCHMARK(changesSharedByTwoClients)->Unit(benchmark::kMillisecond)->Iterations(1)->UseManualTime();
 
@@ -281,13 +273,13 @@ void printRoundTrip() {
     if (g_arrivalMicroseconds.empty()) {
         return;
     }
-    double const arrival = median(g_arrivalMicroseconds);
+    double const arrival = BenchReporting::median(g_arrivalMicroseconds);
     std::printf("\nround trip of one float change a -> server -> b: median %.2f us (goal under %.0f us: %s); "
                 "whole exchange, a's acknowledgement included: median %.2f us\n",
                 arrival, roundTripGoalMicroseconds, verdict(arrival < roundTripGoalMicroseconds),
-                median(g_exchangeMicroseconds));
+                BenchReporting::median(g_exchangeMicroseconds));
     if (!g_baselineMicroseconds.empty()) {
-        double const baseline = median(g_baselineMicroseconds);
+        double const baseline = BenchReporting::median(g_baselineMicroseconds);
         std::printf("round trip = %.1f times the %.3f us of encoding and decoding its message alone\n",
                     arrival / baseline, baseline);
     }
@@ -297,12 +289,12 @@ void printSharedChanges() {
     if (g_changesPerSecond.empty()) {
         return;
     }
-    double const changesPerSecond = median(g_changesPerSecond);
+    double const changesPerSecond = BenchReporting::median(g_changesPerSecond);
     std::printf(
         "changes shared by two clients: %.0f per second over %d changes delivered by %d (goal at least "
         "%.0f: %s); %.0f per second of CPU time\n",
         changesPerSecond, changesShared, changesPerDelivery, changesPerSecondGoal,
-        verdict(changesPerSecond >= changesPerSecondGoal), median(g_changesPerCpuSecond));
+        verdict(changesPerSecond >= changesPerSecondGoal), BenchReporting::median(g_changesPerCpuSecond));
 }
 
 void printServerHeap() {

@@ -5,6 +5,7 @@
 // size of the index; and a change that leaves the lists equal, which must touch no child. Wall-clock time on
 // manual executors drained on this thread; each figure is the median of the runs.
 
+#include "bench/BenchReporting.hpp"
 #include "tests/support/OperatorSites.hpp"
 
 #include "index/ServerIndex.hpp"
@@ -38,14 +39,6 @@ constexpr std::size_t indexSize = 1 + areas * (1 + foldersPerArea * deepFolderSu
 
 std::map<std::string, std::vector<double>> g_seconds;
 std::map<std::string, std::size_t> g_calculations;
-
-double median(std::vector<double> values) {
-    if (values.empty()) {
-        return 0;
-    }
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 Tessel::ResourcePermissions grant(QMap<int, Tessel::Permission> const& userEntries,
                                   QMap<int, Tessel::Permission> const& groupEntries = {}) {
@@ -192,9 +185,9 @@ BENCHMARK(changeRoot)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisec
 BENCHMARK(changeLeavingListsEqual)->Iterations(1)->UseManualTime()->Unit(benchmark::kMicrosecond);
 
 void printFigures() {
-    double const open = median(g_seconds["open"]);
-    double const deep = median(g_seconds["deep folder"]);
-    double const root = median(g_seconds["root"]);
+    double const open = BenchReporting::median(g_seconds["open"]);
+    double const deep = BenchReporting::median(g_seconds["deep folder"]);
+    double const root = BenchReporting::median(g_seconds["root"]);
     std::printf("\nindex of %zu nodes (%d folders of %d canvases, %d users in %d groups)\n", indexSize,
                 areas * foldersPerArea, canvasesPerFolder, users, groups);
     std::printf("open at a client: %.0f ms (%.1f us per node)\n", open * 1e3, open * 1e6 / indexSize);

@@ -143,33 +143,34 @@ std::shared_ptr<ServerDirectory> ServerDirectory::create() {
 }
 
 bool ServerDirectory::setUser(DirectoryUser const& user) {
-    if (user.id < 1) {
-        return false;
-    }
-    m_users.insert(user.id, user);
-    changed.raise();
-    return true;
+    return setEntry(m_users, user);
 }
 
 bool ServerDirectory::removeUser(int id) {
-    if (!m_users.remove(id)) {
-        return false;
-    }
-    changed.raise();
-    return true;
+    return removeEntry(m_users, id);
 }
 
 bool ServerDirectory::setGroup(DirectoryGroup const& group) {
-    if (group.id < 1) {
+    return setEntry(m_groups, group);
+}
+
+bool ServerDirectory::removeGroup(int id) {
+    return removeEntry(m_groups, id);
+}
+
+template <typename Entry>
+bool ServerDirectory::setEntry(QMap<int, Entry>& entries, Entry const& entry) {
+    if (entry.id < 1) {
         return false;
     }
-    m_groups.insert(group.id, group);
+    entries.insert(entry.id, entry);
     changed.raise();
     return true;
 }
 
-bool ServerDirectory::removeGroup(int id) {
-    if (!m_groups.remove(id)) {
+template <typename Entry>
+bool ServerDirectory::removeEntry(QMap<int, Entry>& entries, int id) {
+    if (!entries.remove(id)) {
         return false;
     }
     changed.raise();

@@ -64,6 +64,12 @@ public:
 
 private:
     ServerDirectory() = default;
+    /// Adds or replaces an entry with an id above 0 and tells of it.
+    template <typename Entry>
+    bool setEntry(QMap<int, Entry>& entries, Entry const& entry);
+    /// Removes an entry and tells of it; false when there is none.
+    template <typename Entry>
+    bool removeEntry(QMap<int, Entry>& entries, int id);
 
     QMap<int, DirectoryUser> m_users;
     QMap<int, DirectoryGroup> m_groups;

@@ -2,7 +2,7 @@
 
 #include "platform/tessel/DocumentConnection.hpp"
 #include "tests/media/AttributeTable.hpp"
-#include "tests/support/LiveSites.hpp"
+#include "tests/support/AssetSites.hpp"
 
 #include <QCryptographicHash>
 
@@ -144,17 +144,12 @@ TEST(CanvasBackground, CopyValuesFromAnotherBackgroundLeavesEveryAttributeUnchan
 }
 
 TEST(CanvasBackground, InitializeHandsTheConnectionToTheImage) {
-    TestSupport::LiveSites sites;
-    sites.keepAssets(true);
-    auto& site = sites.connect(QStringLiteral("a"));
-    auto const document =
-        Tessel::DocumentConnection::create(nullptr, nullptr, &site.executor, site.connection);
+    TestSupport::LocalAssetDocument local;
     CanvasBackground background;
     auto const result = background.backgroundImage.setAssetFromBuffer("sky", QStringLiteral("sky.jpg"));
     EXPECT_FALSE(result.done.isReady()) << "before initialize the image can't reach the storage";
-    background.initialize(*document);
-    sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
-                       "the image never arrived");
+    background.initialize(*local.document);
+    local.waitFor(result);
     EXPECT_TRUE(result.done.hasValue());
     EXPECT_EQ(background.backgroundImage.publicHashHex(),
               QString::fromLatin1(QCryptographicHash::hash("sky", QCryptographicHash::Sha256).toHex()));

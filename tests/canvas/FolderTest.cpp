@@ -3,6 +3,7 @@
 #include "framework/CanvasItem.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 
+#include "tests/support/AssetSites.hpp"
 #include "tests/support/CardElement.hpp"
 #include "tests/support/DeclaredAttributes.hpp"
 #include "tests/support/LiveSites.hpp"
@@ -14,6 +15,8 @@
 #include <memory>
 
 namespace {
+
+using LocalDocument = TestSupport::LocalAssetDocument;
 
 using Basalt::Attribute;
 using Datamodel::Folder;
@@ -31,24 +34,6 @@ std::shared_ptr<Tessel::ElementFactory> cardFactory() {
 QString hexHashOf(QByteArray const& content) {
     return QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
 }
-
-/// A client with an asset storage, holding a document of its own that it doesn't share, for previews that
-/// reach a real storage.
-struct LocalDocument {
-    LocalDocument() {
-        sites.keepAssets(true);
-        site = &sites.connect(QStringLiteral("a"));
-        document = Tessel::DocumentConnection::create(nullptr, nullptr, &site->executor, site->connection);
-    }
-    void waitFor(Datamodel::AssetFile::SetResult const& result) {
-        sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
-                           "the setting operation didn't end");
-    }
-
-    TestSupport::LiveSites sites;
-    TestSupport::LiveSites::Site* site = nullptr;
-    std::shared_ptr<Tessel::DocumentConnection> document;
-};
 
 std::vector<Tessel::Element*> childElements(Tessel::Element const& element) {
     std::vector<Tessel::Element*> children;

@@ -52,16 +52,6 @@ class AssetTransferTest : public ::testing::Test {
 protected:
     AssetTransferTest() { sites.keepAssets(true); }
 
-    ImageAsset& addImage(LiveSites::Site& site) {
-        auto* image = new ImageAsset();
-        Tessel::NodeTransaction transaction(*site.document);
-        transaction.addNode(*image, site.canvas());
-        auto committed = transaction.commit();
-        sites.deliver();
-        EXPECT_TRUE(committed.isReady() && committed.hasValue());
-        return *image;
-    }
-
     ItemPtr import(LiveSites::Site& site, QByteArray const& bytes,
                    QString const& name = QStringLiteral("a.png")) {
         auto imported = site.storage->importData(bytes, name);
@@ -100,7 +90,7 @@ protected:
 TEST_F(AssetTransferTest, APublishedContentReachesTheServerAndAnotherClientWithItsBytes) {
     auto& a = sites.join("a");
     auto& b = sites.join("b");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     QByteArray const bytes = randomBytes(3 * (1 << 20) + 123, 1);
     ItemPtr const item = import(a, bytes);
     auto done = publish(a, image, item);
@@ -125,7 +115,7 @@ TEST_F(AssetTransferTest, APublishedContentReachesTheServerAndAnotherClientWithI
 TEST_F(AssetTransferTest, AFetchingClientsNodeMovesThroughDownloadingWithGrowingProgressToReady) {
     auto& a = sites.join("a");
     auto& b = sites.join("b");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     QByteArray const bytes = randomBytes(5 * (1 << 20), 2);
     ItemPtr const item = import(a, bytes);
     std::vector<std::pair<int, unsigned long>> seen;
@@ -149,7 +139,7 @@ TEST_F(AssetTransferTest, AFetchingClientsNodeMovesThroughDownloadingWithGrowing
 
 TEST_F(AssetTransferTest, TheUploadingClientsNodeFollowsTheUploadBeforeTheHashIsWritten) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     ItemPtr const item = import(a, randomBytes(2 * (1 << 20), 3));
     auto done = publish(a, image, item);
     AssetNode* const node = a.document->assetNode(item->publicHash());
@@ -164,8 +154,8 @@ TEST_F(AssetTransferTest, TheUploadingClientsNodeFollowsTheUploadBeforeTheHashIs
 TEST_F(AssetTransferTest, ContentTheServerHoldsIsNotSentAgain) {
     auto& a = sites.join("a");
     auto& b = sites.join("b");
-    ImageAsset& first = addImage(a);
-    ImageAsset& second = addImage(b);
+    ImageAsset& first = sites.addToCanvas<ImageAsset>(a);
+    ImageAsset& second = sites.addToCanvas<ImageAsset>(b);
     QByteArray const bytes = randomBytes(3 * (1 << 20), 4);
     auto done = publish(a, first, import(a, bytes));
     sites.deliverUntil([&] { return done.isReady(); }, "the first publication didn't end");
@@ -181,7 +171,7 @@ TEST_F(AssetTransferTest, ContentTheServerHoldsIsNotSentAgain) {
 
 TEST_F(AssetTransferTest, AClientThatJoinsAfterThePublicationFetchesTheContent) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     QByteArray const bytes = randomBytes(100000, 5);
     auto done = publish(a, image, import(a, bytes));
     sites.deliverUntil([&] { return done.isReady(); }, "the publication didn't end");
@@ -197,7 +187,7 @@ TEST_F(AssetTransferTest, AClientWithoutStorageSeesTheContentAsRemote) {
     auto& a = sites.join("a");
     sites.keepAssets(false);
     auto& b = sites.join("b");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     auto done = publish(a, image, import(a, randomBytes(1000, 6)));
     sites.deliverUntil([&] { return done.isReady(); }, "the publication didn't end");
     AssetNode* const node = b.document->assetNode(QByteArray::fromHex(image.source.value().toLatin1()));
@@ -207,7 +197,7 @@ TEST_F(AssetTransferTest, AClientWithoutStorageSeesTheContentAsRemote) {
 
 TEST_F(AssetTransferTest, ContentThatArrivesAtTheServerWithTheWrongHashIsRefusedAndNotStored) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     ItemPtr const item = import(a, randomBytes(2 * (1 << 20), 7));
     overwrite(item->localPath(), randomBytes(2 * (1 << 20), 8)); // the file changed under the storage
     auto done = publish(a, image, item);
@@ -221,7 +211,7 @@ TEST_F(AssetTransferTest, ContentThatArrivesAtTheServerWithTheWrongHashIsRefused
 
 TEST_F(AssetTransferTest, ContentThatArrivesAtAClientWithTheWrongHashIsRefusedAndNotStored) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     ItemPtr const item = import(a, randomBytes(300000, 9));
     auto done = publish(a, image, item);
     sites.deliverUntil([&] { return done.isReady(); }, "the publication didn't end");
@@ -241,7 +231,7 @@ TEST_F(AssetTransferTest, ContentThatArrivesAtAClientWithTheWrongHashIsRefusedAn
 TEST_F(AssetTransferTest, AHashThatNamesNoContentFailsTheFetchWithAClearReason) {
     auto& a = sites.join("a");
     auto& b = sites.join("b");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     QByteArray const unknown = QCryptographicHash::hash("never published", QCryptographicHash::Sha256);
     image.source = QString::fromLatin1(unknown.toHex());
     sites.deliver();
@@ -256,7 +246,7 @@ TEST_F(AssetTransferTest, AHashThatNamesNoContentFailsTheFetchWithAClearReason) 
 
 TEST_F(AssetTransferTest, PublishingAnItemWhoseFileIsGoneFailsAndChangesNothing) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     ItemPtr const item = import(a, randomBytes(1000, 11));
     QFile::remove(item->localPath());
     auto done = publish(a, image, item);
@@ -268,7 +258,7 @@ TEST_F(AssetTransferTest, PublishingAnItemWhoseFileIsGoneFailsAndChangesNothing)
 
 TEST_F(AssetTransferTest, AnAttributeDeletedDuringThePublicationFailsItWithAssetWasDeleted) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     ItemPtr const item = import(a, randomBytes(1000, 12));
     auto done = publish(a, image, item);
     delete &image;
@@ -279,7 +269,7 @@ TEST_F(AssetTransferTest, AnAttributeDeletedDuringThePublicationFailsItWithAsset
 
 TEST_F(AssetTransferTest, ALostConnectionFailsAPublicationUnderWay) {
     auto& a = sites.join("a");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     auto done = publish(a, image, import(a, randomBytes(3 * (1 << 20), 13)));
     a.connection->disconnect();
     sites.deliver();
@@ -289,8 +279,8 @@ TEST_F(AssetTransferTest, ALostConnectionFailsAPublicationUnderWay) {
 TEST_F(AssetTransferTest, AnUploadWhoseClientLeavesIsTakenFromAnotherClientThatOfferedIt) {
     auto& a = sites.join("a");
     auto& b = sites.join("b");
-    ImageAsset& atA = addImage(a);
-    ImageAsset& atBOwn = addImage(b);
+    ImageAsset& atA = sites.addToCanvas<ImageAsset>(a);
+    ImageAsset& atBOwn = sites.addToCanvas<ImageAsset>(b);
     QByteArray const bytes = randomBytes(3 * (1 << 20), 14);
     auto first = publish(a, atA, import(a, bytes));
     auto second = publish(b, *imageAt(b, atBOwn), import(b, bytes));
@@ -307,8 +297,8 @@ TEST_F(AssetTransferTest, AnUploadWhoseClientLeavesIsTakenFromAnotherClientThatO
 
 TEST_F(AssetTransferTest, ANodeGoesWhenNoAttributeHoldsItsHashAndIsMadeOncePerHash) {
     auto& a = sites.join("a");
-    ImageAsset& first = addImage(a);
-    ImageAsset& second = addImage(a);
+    ImageAsset& first = sites.addToCanvas<ImageAsset>(a);
+    ImageAsset& second = sites.addToCanvas<ImageAsset>(a);
     ItemPtr const item = import(a, randomBytes(1000, 15));
     int added = 0;
     a.document->assetNodeAdded.addListener([&](AssetNode*) { ++added; });
@@ -330,7 +320,7 @@ TEST_F(AssetTransferTest, ANodeGoesWhenNoAttributeHoldsItsHashAndIsMadeOncePerHa
 TEST_F(AssetTransferTest, ANullItemClearsTheAttributeAtEverySite) {
     auto& a = sites.join("a");
     auto& b = sites.join("b");
-    ImageAsset& image = addImage(a);
+    ImageAsset& image = sites.addToCanvas<ImageAsset>(a);
     auto done = publish(a, image, import(a, randomBytes(1000, 16)));
     sites.deliverUntil([&] { return done.isReady(); }, "the publication didn't end");
     auto cleared = publish(a, image, nullptr);

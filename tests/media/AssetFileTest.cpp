@@ -8,6 +8,7 @@
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/Uuid.hpp"
+#include "tests/support/AssetSites.hpp"
 #include "tests/support/LiveSites.hpp"
 #include "tests/support/TestExecutors.hpp"
 
@@ -24,6 +25,8 @@
 #include <vector>
 
 namespace {
+
+using LocalDocument = TestSupport::LocalAssetDocument;
 
 using Basalt::Attribute;
 using Datamodel::AssetFile;
@@ -46,27 +49,6 @@ std::string failureOf(folly::Future<T> const& future) {
     return error ? error->what() : "<not a std::exception>";
 }
 
-/// Delivers until both futures of `result` are ready.
-void waitFor(LiveSites& sites, AssetFile::SetResult const& result) {
-    sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
-                       "the setting operation didn't end");
-}
-
-/// A client of a server with an asset storage, holding a document of its own that it doesn't share: the
-/// storage and the connection are real, the hash is written at once.
-struct LocalDocument {
-    LocalDocument() {
-        sites.keepAssets(true);
-        site = &sites.connect(QStringLiteral("a"));
-        document = Tessel::DocumentConnection::create(nullptr, nullptr, &site->executor, site->connection);
-    }
-    Tessel::AssetStorage& storage() const { return *site->storage; }
-
-    LiveSites sites;
-    LiveSites::Site* site = nullptr;
-    std::shared_ptr<Tessel::DocumentConnection> document;
-};
-
 /// Opens the queue of an asset file to tests, for operations that no public call can make.
 class OpenAssetFile : public AssetFile {
 public:
@@ -80,17 +62,6 @@ std::shared_ptr<std::vector<std::string>> recordHashes(AssetFile& file) {
     file.addListener([seen, &file] { seen->push_back(file.publicHashHex().toStdString()); },
                      Attribute::ROLE_CHANGE);
     return seen;
-}
-
-/// An image added to the canvas of a live site, once the server applied the addition.
-Datamodel::ImageAsset& addImage(LiveSites& sites, LiveSites::Site& site) {
-    auto* image = new Datamodel::ImageAsset();
-    Tessel::NodeTransaction transaction(*site.document);
-    transaction.addNode(*image, site.canvas());
-    auto committed = transaction.commit();
-    sites.deliver();
-    EXPECT_TRUE(committed.isReady() && committed.hasValue()) << "the server must apply the addition";
-    return *image;
 }
 
 template <typename E>
@@ -272,7 +243,7 @@ TEST(AssetFile, SettingFromABufferImportsPublishesTheHashAndGivesTheLocalPath) {
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
     AssetFile::SetResult const result = file.setAssetFromBuffer("hello", QStringLiteral("greeting.txt"));
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(result.item.hasValue()) << failureOf(result.item);
     ASSERT_TRUE(result.done.hasValue()) << failureOf(result.done);
     AssetFile::ItemPtr const item = result.item.value();
@@ -292,7 +263,7 @@ TEST(AssetFile, SettingFromAFileImportsACopyUnderTheGivenName) {
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
     AssetFile::SetResult const result = file.setAssetFromFile(path, QStringLiteral("Drawing"));
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(result.item.hasValue()) << failureOf(result.item);
     EXPECT_EQ(result.item.value()->fileName(), QStringLiteral("Drawing"));
     EXPECT_EQ(file.publicHashHex(), hexHashOf("drawing"));
@@ -306,7 +277,7 @@ TEST(AssetFile, SettingFromATemporaryFileLetsTheStorageTakeTheFile) {
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
     AssetFile::SetResult const result = file.setAssetFromTemporaryFile(path, QStringLiteral("capture.png"));
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(result.done.hasValue()) << failureOf(result.done);
     EXPECT_EQ(file.publicHashHex(), hexHashOf("capture"));
     EXPECT_FALSE(QFile::exists(path)) << "a temporary file is moved into the storage";
@@ -318,14 +289,14 @@ TEST(AssetFile, SetAssetWithAStoredItemPublishesItsHashWithoutImporting) {
     AssetFile first(QByteArray("source"));
     first.initialize(*local.document);
     AssetFile::SetResult const imported = first.setAssetFromBuffer("shared", QStringLiteral("s"));
-    waitFor(local.sites, imported);
+    local.waitFor(imported);
     ASSERT_TRUE(imported.item.hasValue()) << failureOf(imported.item);
     int const items = local.storage().itemCount();
 
     AssetFile second(QByteArray("source"));
     second.initialize(*local.document);
     AssetFile::SetResult const result = second.setAsset(imported.item.value());
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(result.done.hasValue()) << failureOf(result.done);
     EXPECT_EQ(result.item.value(), imported.item.value());
     EXPECT_EQ(second.publicHashHex(), first.publicHashHex());
@@ -336,12 +307,12 @@ TEST(AssetFile, SetAssetWithANullItemGoesTheWholeWayAndClearsTheHash) {
     LocalDocument local;
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
-    waitFor(local.sites, file.setAssetFromBuffer("content", QStringLiteral("c")));
+    local.waitFor(file.setAssetFromBuffer("content", QStringLiteral("c")));
     ASSERT_EQ(file.publicHashHex(), hexHashOf("content"));
 
     AssetFile::SetResult const result = file.setAsset(nullptr);
     EXPECT_EQ(file.publicHashHex(), hexHashOf("content")) << "the hash changes on the document's thread";
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(result.item.hasValue()) << failureOf(result.item);
     EXPECT_EQ(result.item.value(), nullptr);
     EXPECT_TRUE(result.done.hasValue()) << failureOf(result.done);
@@ -354,7 +325,7 @@ TEST(AssetFile, ResetClearsTheHashThroughTheSamePath) {
     LocalDocument local;
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
-    waitFor(local.sites, file.setAssetFromBuffer("content", QStringLiteral("c")));
+    local.waitFor(file.setAssetFromBuffer("content", QStringLiteral("c")));
     ASSERT_FALSE(file.publicHashHex().isEmpty());
     file.reset();
     local.sites.deliverUntil([&] { return file.publicHashHex().isEmpty(); }, "reset never cleared the hash");
@@ -372,7 +343,7 @@ TEST(AssetFile, InitializeRunsOnlyTheLastOfTwoWaitingFileSettings) {
     EXPECT_EQ(failureOf(first.item), "Operation interrupted");
     EXPECT_EQ(failureOf(first.done), "Operation interrupted");
     file.initialize(*local.document);
-    waitFor(local.sites, second);
+    local.waitFor(second);
     ASSERT_TRUE(second.done.hasValue()) << failureOf(second.done);
     EXPECT_EQ(file.publicHashHex(), hexHashOf("second"));
     EXPECT_EQ(local.storage().itemCount(), 1) << "the replaced setting must never import";
@@ -382,7 +353,7 @@ TEST(AssetFile, InitializeOnADocumentWithoutStorageClearsThePath) {
     LocalDocument local;
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
-    waitFor(local.sites, file.setAssetFromBuffer("content", QStringLiteral("c")));
+    local.waitFor(file.setAssetFromBuffer("content", QStringLiteral("c")));
     ASSERT_TRUE(file.localPath().isValueDefinedOnLayer(Attribute::LAYER_USER));
 
     TestSupport::ManualExecutor main;
@@ -398,10 +369,10 @@ TEST(AssetFile, AnImportFailureFailsBothFuturesAndKeepsTheHash) {
     LocalDocument local;
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
-    waitFor(local.sites, file.setAssetFromBuffer("kept", QStringLiteral("k")));
+    local.waitFor(file.setAssetFromBuffer("kept", QStringLiteral("k")));
     QString const missing = QStringLiteral("/nonexistent/folder/picture.png");
     AssetFile::SetResult const result = file.setAssetFromFile(missing, QString());
-    waitFor(local.sites, result);
+    local.waitFor(result);
     std::string const failure = failureOf(result.item);
     EXPECT_EQ(failure.rfind("Can't read '/nonexistent/folder/picture.png'", 0), 0u) << failure;
     EXPECT_EQ(failureOf(result.done), failure) << "both futures fail with the import's exception";
@@ -414,7 +385,7 @@ TEST(AssetFile, DeletingTheAttributeBeforeTheImportEndsFailsBothFuturesWithAsset
     file->initialize(*local.document);
     AssetFile::SetResult const result = file->setAssetFromBuffer("orphan", QStringLiteral("o"));
     file.reset(); // the import's result reaches the document's thread only when the test delivers
-    waitFor(local.sites, result);
+    local.waitFor(result);
     EXPECT_EQ(failureOf(result.item), "Asset was deleted");
     EXPECT_EQ(failureOf(result.done), "Asset was deleted");
 }
@@ -426,7 +397,7 @@ TEST(AssetFile, AfterAWaitingSettingRanTheNextSettingThrowsPromiseAlreadySatisfi
     AssetFile file(QByteArray("source"));
     AssetFile::SetResult const queued = file.setAssetFromBuffer("first", QStringLiteral("1"));
     file.initialize(*local.document);
-    waitFor(local.sites, queued);
+    local.waitFor(queued);
     ASSERT_TRUE(queued.item.hasValue()) << failureOf(queued.item);
     ASSERT_EQ(file.publicHashHex(), hexHashOf("first"));
 
@@ -452,7 +423,7 @@ TEST(AssetFile, AWaitingSettingReplacedAfterItStartedFailsAndItsImportNeverBecom
     AssetFile::SetResult const newer = file.setAssetFromBuffer("newer", QStringLiteral("2"));
     EXPECT_EQ(failureOf(started.item), "Operation interrupted");
     EXPECT_EQ(failureOf(started.done), "Operation interrupted");
-    waitFor(local.sites, newer);
+    local.waitFor(newer);
     local.sites.deliverUntil([&] { return local.storage().itemCount() == 2; },
                              "the interrupted import must go on in the storage");
     ASSERT_TRUE(newer.done.hasValue()) << failureOf(newer.done);
@@ -488,7 +459,7 @@ TEST(AssetFile, ASettingAfterTheConnectionWentWaitsForTheNextInitialize) {
     auto const next =
         Tessel::DocumentConnection::create(nullptr, nullptr, &local.site->executor, local.site->connection);
     file.initialize(*next);
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(result.done.hasValue()) << failureOf(result.done);
     EXPECT_EQ(file.publicHashHex(), hexHashOf("later"));
 }
@@ -519,7 +490,7 @@ TEST(AssetFile, AnItemThatLosesItsContentClearsThePathThroughItsChangeEvent) {
     AssetFile file(QByteArray("source"));
     file.initialize(*local.document);
     AssetFile::SetResult const result = file.setAssetFromBuffer("fleeting", QStringLiteral("f"));
-    waitFor(local.sites, result);
+    local.waitFor(result);
     ASSERT_TRUE(file.localPath().isValueDefinedOnLayer(Attribute::LAYER_USER));
 
     ASSERT_TRUE(local.storage().removeItem(file.publicHashBin()));
@@ -566,9 +537,9 @@ TEST(AssetFileLive, APublishedHashReachesTheOtherClientWhichFetchesTheContentAnd
     sites.keepAssets(true);
     auto& a = sites.join(QStringLiteral("a"));
     auto& b = sites.join(QStringLiteral("b"));
-    Datamodel::ImageAsset& atA = addImage(sites, a);
+    Datamodel::ImageAsset& atA = sites.addToCanvas<Datamodel::ImageAsset>(a);
     AssetFile::SetResult const result = atA.source.setAssetFromBuffer("pixels", QStringLiteral("p.png"));
-    waitFor(sites, result);
+    TestSupport::waitForSetting(sites, result);
     ASSERT_TRUE(result.done.hasValue()) << failureOf(result.done);
     EXPECT_EQ(atA.source.publicHashHex(), hexHashOf("pixels"));
 
@@ -586,13 +557,13 @@ TEST(AssetFileLive, TheAssetNodesStateReachesStateAndTheStateEvent) {
     LiveSites sites;
     sites.keepAssets(true);
     auto& a = sites.join(QStringLiteral("a"));
-    Datamodel::ImageAsset& image = addImage(sites, a);
+    Datamodel::ImageAsset& image = sites.addToCanvas<Datamodel::ImageAsset>(a);
     std::vector<Tessel::AssetNode::ClientState> states;
     auto const owner = std::make_shared<int>(0);
     image.source.stateEvent().addListener(owner, [&](Tessel::AssetNode::ClientState state,
                                                      std::pair<unsigned long, unsigned long>,
                                                      QString) { states.push_back(state); });
-    waitFor(sites, image.source.setAssetFromBuffer("pixels", QStringLiteral("p.png")));
+    TestSupport::waitForSetting(sites, image.source.setAssetFromBuffer("pixels", QStringLiteral("p.png")));
     sites.deliver();
     Tessel::AssetNode* const node = image.source.assetNode();
     ASSERT_NE(node, nullptr) << "a published hash has its node on the connection";
@@ -607,10 +578,10 @@ TEST(AssetFileLive, StateIsNoneBeforeANodeIsFoundAndAgainAfterTheNodeIsDeleted) 
     LiveSites sites;
     sites.keepAssets(true);
     auto& a = sites.join(QStringLiteral("a"));
-    Datamodel::ImageAsset& image = addImage(sites, a);
+    Datamodel::ImageAsset& image = sites.addToCanvas<Datamodel::ImageAsset>(a);
     EXPECT_EQ(image.source.state(), Tessel::AssetNode::STATE_NONE);
     EXPECT_EQ(image.source.assetNode(), nullptr);
-    waitFor(sites, image.source.setAssetFromBuffer("pixels", QStringLiteral("p.png")));
+    TestSupport::waitForSetting(sites, image.source.setAssetFromBuffer("pixels", QStringLiteral("p.png")));
     sites.deliver();
     ASSERT_NE(image.source.assetNode(), nullptr);
 
@@ -635,12 +606,14 @@ TEST(AssetFileLive, AHashArrivingAfterAnInitializeWithoutHashFindsItsNode) {
     LiveSites sites;
     sites.keepAssets(true);
     auto& a = sites.join(QStringLiteral("a"));
-    Datamodel::ImageAsset& published = addImage(sites, a);
-    waitFor(sites, published.source.setAssetFromBuffer("pixels", QStringLiteral("p.png")));
+    Datamodel::ImageAsset& published = sites.addToCanvas<Datamodel::ImageAsset>(a);
+    TestSupport::waitForSetting(sites,
+                                published.source.setAssetFromBuffer("pixels", QStringLiteral("p.png")));
     sites.deliver();
     ASSERT_NE(published.source.assetNode(), nullptr);
 
-    Datamodel::ImageAsset& later = addImage(sites, a); // initialized with an empty hash
+    Datamodel::ImageAsset& later =
+        sites.addToCanvas<Datamodel::ImageAsset>(a); // initialized with an empty hash
     EXPECT_EQ(later.source.assetNode(), nullptr);
     later.source = published.source.publicHashHex();
     sites.deliver();

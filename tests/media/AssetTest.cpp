@@ -6,6 +6,7 @@
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "tests/media/AttributeTable.hpp"
+#include "tests/support/AssetSites.hpp"
 #include "tests/support/CapturedLog.hpp"
 #include "tests/support/LiveSites.hpp"
 #include "tests/support/TestExecutors.hpp"
@@ -19,6 +20,8 @@
 #include <vector>
 
 namespace {
+
+using LocalDocument = TestSupport::LocalAssetDocument;
 
 using Basalt::Attribute;
 using MediaTest::holds;
@@ -46,25 +49,6 @@ bool isAttached(Tessel::Element const& element, char const* key) {
 QString hexHashOf(QByteArray const& content) {
     return QString::fromLatin1(QCryptographicHash::hash(content, QCryptographicHash::Sha256).toHex());
 }
-
-/// A client with an asset storage on a server of `version`, holding a document of its own that it doesn't
-/// share: the files of an asset reach a real storage, and their hashes are written at once.
-struct LocalDocument {
-    explicit LocalDocument(char const* version = "26.07.5") : sites(QString::fromLatin1(version)) {
-        sites.keepAssets(true);
-        site = &sites.connect(QStringLiteral("a"));
-        document = Tessel::DocumentConnection::create(nullptr, nullptr, &site->executor, site->connection);
-    }
-    /// Delivers until both futures are ready.
-    void waitFor(Datamodel::AssetFile::SetResult const& result) {
-        sites.deliverUntil([&] { return result.item.isReady() && result.done.isReady(); },
-                           "the setting operation didn't end");
-    }
-
-    TestSupport::LiveSites sites;
-    TestSupport::LiveSites::Site* site = nullptr;
-    std::shared_ptr<Tessel::DocumentConnection> document;
-};
 
 char const* const kGatedKeys[] = {"backdrop-color", "model-yaw", "model-pitch", "camera-fov", "model-roll"};
 

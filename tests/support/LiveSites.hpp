@@ -24,6 +24,7 @@
 #include "operators/ServerDocumentTypes.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
 
@@ -114,6 +115,19 @@ public:
     }
 
     static std::shared_ptr<Tessel::ElementFactory> factoryOf(QByteArray const& type);
+
+    /// A new E added under the canvas of `site` in one transaction, once the server applied it; throws
+    /// `std::runtime_error` when the server didn't.
+    template <typename E>
+    E& addToCanvas(Site& site) {
+        auto* element = new E();
+        Tessel::NodeTransaction transaction(*site.document);
+        transaction.addNode(*element, site.canvas());
+        auto committed = transaction.commit();
+        deliver();
+        answered(std::move(committed), "the server didn't apply the addition");
+        return *element;
+    }
 
     /// The value of a future that the delivered messages completed; throws `std::runtime_error` with `what`
     /// when it is still waiting, as `get` would wait for ever on executors that only run when told.
