@@ -78,7 +78,10 @@ private:
         std::shared_ptr<Tessel::ServerAttribute> const existing = node.childAttribute("groups");
         if (Tessel::ServerAttributeVectorContainer* const list =
                 existing ? existing->vectorContainer() : nullptr) {
-            list->setValues(bytes, count, 0);
+            // A list written again, even unchanged, reaches every client as a change of the user.
+            if (existing->encodedValue().bytes != bytes) {
+                list->setValues(bytes, count, 0);
+            }
             return;
         }
         node.addChildAttribute(std::make_shared<Tessel::ServerAttributeVectorContainer>(

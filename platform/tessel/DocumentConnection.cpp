@@ -486,7 +486,10 @@ void DocumentConnection::applyValue(Element& element, QByteArray const& name, un
         return;
     }
     ApplyingScope applying(m_applying, attribute);
-    type->serializer->deserialize(bytes, *attribute);
+    if (!type->serializer->deserialize(bytes, *attribute)) {
+        Cobalt::Trace::warning("DocumentConnection::applyChanges # Can't read the value of '%s' on '%s'",
+                               name.constData(), element.guid().constData());
+    }
 }
 
 AssetNode* DocumentConnection::assetNode(QByteArray const& publicHash) const {

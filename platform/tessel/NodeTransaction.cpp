@@ -15,6 +15,15 @@ NodeTransaction::~NodeTransaction() {
     deleteUnplacedAdditions(m_changes);
 }
 
+bool NodeTransaction::isWithin(Basalt::Attribute const& node, Basalt::Attribute const& subtree) {
+    for (Basalt::Attribute const* above = &node; above; above = above->host()) {
+        if (above == &subtree) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void NodeTransaction::deleteUnplacedAdditions(std::vector<Change> const& changes) {
     for (Change const& change : changes) {
         if (change.kind == Kind::Add && !change.node->host()) {
@@ -42,6 +51,12 @@ folly::Future<folly::Unit> NodeTransaction::commit() {
     if (!document || !document->isLive()) {
         deleteUnplacedAdditions(changes);
         return folly::makeFuture<folly::Unit>(std::runtime_error("Connection lost"));
+    }
+    for (Change const& change : changes) {
+        if (change.kind == Kind::Move && isWithin(*change.parent, *change.node)) {
+            deleteUnplacedAdditions(changes);
+            return folly::makeFuture<folly::Unit>(std::runtime_error("A node can't move into its own subtree"));
+        }
     }
     std::vector<Wire::Operation> operations;
     std::set<Element const*> deleted;

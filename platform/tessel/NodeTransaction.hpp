@@ -5,6 +5,10 @@
 #include <memory>
 #include <vector>
 
+namespace Basalt {
+class Attribute;
+}
+
 namespace Tessel {
 
 class DocumentConnection;
@@ -28,6 +32,7 @@ public:
     /// Deletes `node` at commit.
     void deleteNode(Element const& node);
     /// Moves `node`, a shared element, under `parent` at commit, keeping its name, guid, values and subtree.
+    /// A move into the node's own subtree fails the commit, which then changes nothing.
     void moveNode(Element& node, Element const& parent);
     /// Applies the changes locally (added elements get their connection and `initialize`), sends them, and
     /// completes when the server has applied them. Fails with the server's reason when it refuses, and with
@@ -43,6 +48,8 @@ private:
         Element const* parent; ///< null for a deletion
     };
 
+    /// Whether `node` is `subtree` or lies below it.
+    static bool isWithin(Basalt::Attribute const& node, Basalt::Attribute const& subtree);
     /// Deletes the elements given to add that no parent took.
     static void deleteUnplacedAdditions(std::vector<Change> const& changes);
 

@@ -1,5 +1,6 @@
 #include "platform/tessel/ServerDocument.hpp"
 
+#include "platform/basalt/Attribute.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/ServerAttribute.hpp"
@@ -39,9 +40,17 @@ bool isVector(unsigned typeCode) {
     return (typeCode & Kelp::TYPE_VECTOR_FLAG) != 0;
 }
 
-bool hasValidSize(ServerNodeTypeDefinition::AttributeDefinition const& definition, QByteArray const& bytes) {
+/// Whether `bytes` hold a value of the attribute: of its size, or, for a type whose values vary in size,
+/// readable by its decoder, so that no client is handed what it can't read.
+bool holdsValue(ServerNodeTypeDefinition::AttributeDefinition const& definition, QByteArray const& bytes,
+                Kelp::TypeRegistry const& registry) {
     if (definition.valueSize == 0) {
-        return true;
+        Kelp::TypeRegistry::TypeInfo const* const type = registry.findByCode(definition.typeCode);
+        if (!type || !type->makeAttribute || !type->serializer || isVector(definition.typeCode)) {
+            return true;
+        }
+        std::unique_ptr<Basalt::Attribute> const sample(type->makeAttribute());
+        return type->serializer->deserialize(bytes, *sample);
     }
     auto const size = static_cast<unsigned>(bytes.size());
     return isVector(definition.typeCode) ? size % definition.valueSize == 0 : size == definition.valueSize;
@@ -452,7 +461,7 @@ bool ServerDocument::check(std::vector<Wire::Operation> const& operations, QStri
             }
             for (Wire::AttributeValue const& value : operation.attributes) {
                 auto const* const definition = type->attributeTypeDefinition(value.name, value.typeCode);
-                if (!definition || !hasValidSize(*definition, value.bytes)) {
+                if (!definition || !holdsValue(*definition, value.bytes, typeRegistry())) {
                     error = QStringLiteral("type %1 has no attribute %2 of type code %3 and this size")
                                 .arg(quoted(operation.typeKey), quoted(value.name))
                                 .arg(value.typeCode);
@@ -497,7 +506,7 @@ bool ServerDocument::check(std::vector<Wire::Operation> const& operations, QStri
                 definition->valueSize ? static_cast<unsigned>(operation.bytes.size()) / definition->valueSize
                                       : 0;
             bool valid = singleValue ? static_cast<unsigned>(operation.bytes.size()) == definition->valueSize
-                                     : hasValidSize(*definition, operation.bytes);
+                                     : holdsValue(*definition, operation.bytes, typeRegistry());
             if (operation.kind == Wire::OperationKind::SetVector) {
                 length = valueCount;
             } else if (operation.kind == Wire::OperationKind::InsertElement) {
