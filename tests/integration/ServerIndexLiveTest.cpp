@@ -443,6 +443,28 @@ TEST_F(ServerIndexLive, AChangeOfOwnerThatLeavesTheListEqualRewritesNothingAndAn
     EXPECT_EQ(events.foldersChanged.size(), 2u) << "each folder whose list changed, once";
 }
 
+TEST_F(ServerIndexLive, APermissionChangeDerivesTheListsOfItsSubtreeAndNoOthers) {
+    publish(person(5));
+    open(5);
+    ServerIndexFolder* left = add(makeFolder("left", QStringLiteral("Left")), rootAt(*a));
+    ServerIndexFolder* right = add(makeFolder("right", QStringLiteral("Right")), rootAt(*a));
+    ServerIndexFolder* below = add(makeFolder("below", QStringLiteral("Below")), *left);
+    add(makeFolder("deeper", QStringLiteral("Deeper")), *below);
+    add(makeFolder("aside", QStringLiteral("Aside")), *right);
+    Datamodel::ServerIndex& indexAtB = rootAt(*b);
+    auto* leftAtB = atB<ServerIndexFolder>(*left);
+    ASSERT_NE(leftAtB, nullptr);
+
+    std::size_t const before = indexAtB.permissionCalculations;
+    leftAtB->permissionOverrides.setValue(grants({{6, Tessel::PERMISSION_VIEW}}));
+    EXPECT_EQ(indexAtB.permissionCalculations - before, 3u)
+        << "left, below and deeper: right's side is untouched";
+
+    std::size_t const beforeEqual = indexAtB.permissionCalculations;
+    leftAtB->owner = 1; // adds no entry: the list stays as it was
+    EXPECT_EQ(indexAtB.permissionCalculations - beforeEqual, 1u) << "an equal list stops the descent at once";
+}
+
 TEST_F(ServerIndexLive, AUsersOwnEntryOfNoneHidesTheirGroupsEditWhichGrantsWhereTheyHaveNoEntry) {
     publish(person(7, {3}));
     open(7);
