@@ -102,10 +102,17 @@ Wire::MessageKind answerPull(QString const& path, Message const& pull, Cobalt::B
             return Wire::MessageKind::AssetChunk;
         }
     }
-    chunk.text =
-        QStringLiteral("Can't read asset %1: %2").arg(shortName(pull.publicHash), file.errorString());
-    answer = write(Wire::MessageKind::AssetRefused, chunk);
+    answer = refusal(
+        pull.publicHash,
+        QStringLiteral("Can't read asset %1: %2").arg(shortName(pull.publicHash), file.errorString()));
     return Wire::MessageKind::AssetRefused;
+}
+
+Cobalt::BinaryData refusal(QByteArray const& publicHash, QString const& text) {
+    Message message;
+    message.publicHash = publicHash;
+    message.text = text;
+    return write(Wire::MessageKind::AssetRefused, message);
 }
 
 QString shortName(QByteArray const& publicHash) {
@@ -115,9 +122,9 @@ QString shortName(QByteArray const& publicHash) {
 } // namespace AssetTransfer
 
 AssetReceiver::AssetReceiver(std::shared_ptr<AssetStorage> storage, QByteArray publicHash, QString name,
-                             std::int64_t size, Pull pull)
+                             std::int64_t size, Send send)
     : m_storage(std::move(storage)), m_publicHash(std::move(publicHash)), m_name(std::move(name)),
-      m_size(size), m_pull(std::move(pull)),
+      m_size(size), m_send(std::move(send)),
       m_hash(std::make_unique<QCryptographicHash>(QCryptographicHash::Sha256)) {}
 
 AssetReceiver::~AssetReceiver() {
@@ -133,7 +140,7 @@ AssetReceiver::Outcome AssetReceiver::start() {
         return fail(QString::fromUtf8(error.what()));
     }
     if (m_size < 0) {
-        m_pull(0, AssetTransfer::chunkSize);
+        pull(0, AssetTransfer::chunkSize);
         m_requested = AssetTransfer::chunkSize;
     } else {
         pullMore();
@@ -146,9 +153,17 @@ void AssetReceiver::pullMore() {
         std::min(m_size, m_received + AssetTransfer::window * AssetTransfer::chunkSize);
     while (m_requested < limit) {
         std::int64_t const length = std::min(AssetTransfer::chunkSize, m_size - m_requested);
-        m_pull(m_requested, length);
+        pull(m_requested, length);
         m_requested += length;
     }
+}
+
+void AssetReceiver::pull(std::int64_t offset, std::int64_t length) {
+    AssetTransfer::Message piece;
+    piece.publicHash = m_publicHash;
+    piece.offset = offset;
+    piece.length = length;
+    m_send(Wire::MessageKind::AssetPull, AssetTransfer::write(Wire::MessageKind::AssetPull, piece));
 }
 
 AssetReceiver::Outcome AssetReceiver::take(AssetTransfer::Message const& chunk) {

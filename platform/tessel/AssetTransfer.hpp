@@ -44,6 +44,9 @@ Cobalt::BinaryData write(Wire::MessageKind kind, Message const& message);
 /// sizes that fit, a piece no longer than `chunkSize`).
 bool read(Wire::MessageKind kind, Cobalt::BinaryData& payload, Message& message);
 
+/// The payload of an `AssetRefused` about `publicHash`.
+Cobalt::BinaryData refusal(QByteArray const& publicHash, QString const& text);
+
 /// Whether `kind` is an asset message.
 bool isAssetMessage(Wire::MessageKind kind);
 
@@ -56,18 +59,19 @@ QString shortName(QByteArray const& publicHash);
 
 } // namespace AssetTransfer
 
-/// Receives one content: asks for its pieces through `pull`, writes them in order to a temporary file of
-/// the storage while hashing them, and hands the file to the storage when it is whole and its hash is the
-/// one asked for. A content whose bytes don't match the hash is refused and nothing is stored. Used on the
-/// storage's owner thread.
+/// Receives one content: asks its holder for its pieces through `send` (`AssetPull` messages), writes them in
+/// order to a temporary file of the storage while hashing them, and hands the file to the storage when it is
+/// whole and its hash is the one asked for. A content whose bytes don't match the hash is refused and nothing
+/// is stored. Used on the storage's owner thread.
 class AssetReceiver {
 public:
-    using Pull = std::function<void(std::int64_t offset, std::int64_t length)>;
+    /// Carries a message to the holder of the content.
+    using Send = std::function<void(Wire::MessageKind kind, Cobalt::BinaryData const& payload)>;
     enum class Outcome { Waiting, Complete, Failed };
 
     /// `size` is the content's size when known, -1 when the first piece will tell it.
     AssetReceiver(std::shared_ptr<AssetStorage> storage, QByteArray publicHash, QString name,
-                  std::int64_t size, Pull pull);
+                  std::int64_t size, Send send);
     ~AssetReceiver();
     AssetReceiver(AssetReceiver const&) = delete;
     AssetReceiver& operator=(AssetReceiver const&) = delete;
@@ -90,13 +94,15 @@ public:
 private:
     /// Asks for pieces until `window` are on their way or the content is asked for whole.
     void pullMore();
+    /// Asks for the piece of `length` bytes at `offset`.
+    void pull(std::int64_t offset, std::int64_t length);
     Outcome finish();
 
     std::shared_ptr<AssetStorage> m_storage;
     QByteArray m_publicHash;
     QString m_name;
     std::int64_t m_size;
-    Pull m_pull;
+    Send m_send;
     std::unique_ptr<QTemporaryFile> m_file;
     std::unique_ptr<QCryptographicHash> m_hash;
     std::int64_t m_received = 0;

@@ -72,14 +72,7 @@ void ClientAssets::fetch(QByteArray const& publicHash, QString const& name) {
         m_publications.count(publicHash)) {
         return;
     }
-    auto receiver = std::make_unique<AssetReceiver>(
-        m_storage, publicHash, name, -1, [this, publicHash](std::int64_t offset, std::int64_t length) {
-            AssetTransfer::Message pull;
-            pull.publicHash = publicHash;
-            pull.offset = offset;
-            pull.length = length;
-            m_send(Wire::MessageKind::AssetPull, AssetTransfer::write(Wire::MessageKind::AssetPull, pull));
-        });
+    auto receiver = std::make_unique<AssetReceiver>(m_storage, publicHash, name, -1, m_send);
     AssetReceiver& started = *receiver;
     m_fetches[publicHash] = std::move(receiver);
     setTransfer(publicHash, {AssetNode::STATE_DOWNLOADING, progressOf(0, 0), QString()});
@@ -138,12 +131,9 @@ void ClientAssets::answerPull(AssetTransfer::Message const& pull) {
     auto const found = m_publications.find(pull.publicHash);
     Cobalt::BinaryData answer;
     if (found == m_publications.end()) {
-        AssetTransfer::Message refusal;
-        refusal.publicHash = pull.publicHash;
-        refusal.text =
-            QStringLiteral("The client offers no asset %1").arg(AssetTransfer::shortName(pull.publicHash));
         m_send(Wire::MessageKind::AssetRefused,
-               AssetTransfer::write(Wire::MessageKind::AssetRefused, refusal));
+               AssetTransfer::refusal(pull.publicHash, QStringLiteral("The client offers no asset %1")
+                                                           .arg(AssetTransfer::shortName(pull.publicHash))));
         return;
     }
     Publication const& publication = found->second;

@@ -75,14 +75,7 @@ bool ServerAssets::pullFromNextSource(QByteArray const& publicHash, Upload& uplo
     upload.source = source;
     upload.receiver = std::make_unique<AssetReceiver>(
         m_storage, publicHash, upload.name, upload.size,
-        [source, publicHash](std::int64_t offset, std::int64_t length) {
-            AssetTransfer::Message pull;
-            pull.publicHash = publicHash;
-            pull.offset = offset;
-            pull.length = length;
-            source->send(Wire::MessageKind::AssetPull,
-                         AssetTransfer::write(Wire::MessageKind::AssetPull, pull));
-        });
+        [source](Wire::MessageKind kind, Cobalt::BinaryData const& payload) { source->send(kind, payload); });
     AssetReceiver::Outcome const outcome = upload.receiver->start();
     if (outcome != AssetReceiver::Outcome::Waiting) {
         conclude(publicHash, outcome, upload.receiver->error());
