@@ -22,6 +22,7 @@ constexpr char s_coreModule[] = "core";
 constexpr char s_coreFolder[] = "multisite:server/db/core_sqlite/";
 constexpr char s_assetModule[] = "assets";
 constexpr char s_assetFolder[] = "multisite:server/db/assets_sqlite/";
+constexpr char s_corePsqlFolder[] = "multisite:server/db/core_psql/";
 
 /// Records where the asset files (and a server's documents) lie, and indexes the asset files that are in
 /// the asset directory already, so that a store of files kept before the index existed is known to it.
@@ -46,8 +47,8 @@ public:
 private:
     bool recordRoot(SqlConnection& connection, QString const& role, QString const& path) {
         QSqlQuery query(connection.database());
-        query.prepare(
-            QStringLiteral("INSERT OR REPLACE INTO asset_roots (role, path) VALUES (:role, :path)"));
+        query.prepare(QStringLiteral("INSERT INTO asset_roots (role, path) VALUES (:role, :path) "
+                                     "ON CONFLICT (role) DO UPDATE SET path = excluded.path"));
         query.bindValue(QStringLiteral(":role"), role);
         query.bindValue(QStringLiteral(":path"), QDir(path).absolutePath());
         return execute(query);
@@ -57,8 +58,8 @@ private:
         static QRegularExpression const s_hashName(QStringLiteral("^[0-9a-f]{64}$"));
         QSqlQuery query(connection.database());
         query.prepare(
-            QStringLiteral("INSERT OR IGNORE INTO asset_files (public_hash, size, file_name, imported) "
-                           "VALUES (:hash, :size, '', :imported)"));
+            QStringLiteral("INSERT INTO asset_files (public_hash, size, file_name, imported) "
+                           "VALUES (:hash, :size, '', :imported) ON CONFLICT (public_hash) DO NOTHING"));
         for (QFileInfo const& file : QDir(m_assetDir).entryInfoList(QDir::Files)) {
             if (!s_hashName.match(file.fileName()).hasMatch()) {
                 continue;
@@ -219,6 +220,16 @@ std::shared_ptr<DBMigrationList> coreServerMigrationsSqlite() {
     list->append(sqlStep(s_coreModule, s_coreFolder, "001_documents.sql", 1));
     list->append(sqlStep(s_coreModule, s_coreFolder, "002_assets.sql", 2));
     list->append(sqlStep(s_coreModule, s_coreFolder, "003_document_passwords.sql", 3));
+    return list;
+}
+
+std::shared_ptr<DBMigrationList> coreServerMigrationsPsql(QString const& assetDir) {
+    auto list = std::make_shared<DBMigrationList>();
+    list->append(sqlStep(s_coreModule, s_corePsqlFolder, "001_documents.sql", 1));
+    list->append(sqlStep(s_coreModule, s_corePsqlFolder, "002_nodes.sql", 2));
+    list->append(sqlStep(s_coreModule, s_corePsqlFolder, "003_assets.sql", 3));
+    list->append(
+        std::make_shared<AssetDirectoryMigration>(QString::fromLatin1(s_coreModule), 4, QString(), assetDir));
     return list;
 }
 

@@ -101,6 +101,12 @@ public:
 /// "core", resources under "multisite:server/db/core_sqlite/".
 std::shared_ptr<DBMigrationList> coreServerMigrationsSqlite();
 
+/// The server's own tables when they live in PostgreSQL: module "core", resources under
+/// "multisite:server/db/core_psql/". They hold the documents ("documents"), every stored node ("nodes",
+/// which the data model's tables extend by node id), the assets, and the index of the asset files in
+/// `assetDir`, whose last step records that directory and indexes the files found there already.
+std::shared_ptr<DBMigrationList> coreServerMigrationsPsql(QString const& assetDir);
+
 /// The index of a store of asset files: module "assets", resources under
 /// "multisite:server/db/assets_sqlite/", and a last step that records where the files lie and indexes the
 /// files found there already. `assetDir` is the directory of the asset files, each named by its public hash;

@@ -40,20 +40,27 @@ bool SqlConnection::fail(QString error) {
     return false;
 }
 
-bool SqlConnection::openSqlite(QString const& path) {
+bool SqlConnection::addDatabase(QString const& driver, QString const& what) {
     if (m_database.isValid()) {
         m_database.close();
         m_database = QSqlDatabase();
         QSqlDatabase::removeDatabase(m_name);
         m_depth = 0;
     }
-    if (!QSqlDatabase::isDriverAvailable(QStringLiteral("QSQLITE"))) {
+    if (!QSqlDatabase::isDriverAvailable(driver)) {
         return fail(
-            QStringLiteral("The SQLite driver (QSQLITE) is not available; install Qt's SQLite plugin"));
+            QStringLiteral("The %1 driver (%2) is not available; install Qt's %1 plugin").arg(what, driver));
     }
-    m_database = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), m_name);
+    m_database = QSqlDatabase::addDatabase(driver, m_name);
     if (!m_database.isValid()) {
-        return fail(QStringLiteral("The SQLite driver (QSQLITE) could not be loaded"));
+        return fail(QStringLiteral("The %1 driver (%2) could not be loaded").arg(what, driver));
+    }
+    return true;
+}
+
+bool SqlConnection::openSqlite(QString const& path) {
+    if (!addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("SQLite"))) {
+        return false;
     }
     m_database.setDatabaseName(path);
     if (!m_database.open()) {
@@ -66,6 +73,29 @@ bool SqlConnection::openSqlite(QString const& path) {
         !exec(QStringLiteral("PRAGMA foreign_keys = ON"), error)) {
         m_database.close();
         return fail(QStringLiteral("Can't open the SQLite database '%1': %2").arg(path, error));
+    }
+    return true;
+}
+
+bool SqlConnection::openPostgres(QString const& connectionInfo) {
+    if (!addDatabase(QStringLiteral("QPSQL"), QStringLiteral("PostgreSQL"))) {
+        return false;
+    }
+    // The driver appends its connect options to the connection string it hands to libpq, so a whole
+    // connection string passes through them unchanged.
+    m_database.setConnectOptions(connectionInfo);
+    if (!m_database.open()) {
+        return fail(QStringLiteral("Can't connect to PostgreSQL (%1): %2")
+                        .arg(connectionInfo, errorText(m_database.lastError())));
+    }
+    // Notices of the server (a table that is dropped only if it exists ...) are not failures. Floats must
+    // come back as text that reads back to the same value, which the driver's own setting doesn't give.
+    QString error;
+    if (!exec(QStringLiteral("SET client_min_messages TO WARNING"), error) ||
+        !exec(QStringLiteral("SET extra_float_digits TO 3"), error)) {
+        m_database.close();
+        return fail(
+            QStringLiteral("Can't set up the PostgreSQL connection (%1): %2").arg(connectionInfo, error));
     }
     return true;
 }

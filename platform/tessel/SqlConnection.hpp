@@ -23,6 +23,10 @@ public:
     /// memory. Foreign keys are enforced. False, with the reason in `lastError()`, when the SQLite driver is
     /// missing, the file can't be opened or made, or it is no SQLite database.
     bool openSqlite(QString const& path);
+    /// Connects to PostgreSQL with a libpq connection string ("host=/run/db port=5432 user=tavola
+    /// dbname=tavola"). False, with the reason in `lastError()`, when the PostgreSQL driver is missing or the
+    /// server can't be reached or refuses the connection.
+    bool openPostgres(QString const& connectionInfo);
     bool isOpen() const { return m_database.isOpen(); }
 
     /// Runs one statement; false, with the database's reason in `error` and in `lastError()`, when it fails.
@@ -46,6 +50,8 @@ public:
 
 private:
     bool fail(QString error);
+    /// Closes what the connection had open and adds a database of `driver` under the connection's name.
+    bool addDatabase(QString const& driver, QString const& what);
     QString savepointName() const;
 
     QString m_name;

@@ -13,6 +13,8 @@
 #include <QJsonDocument>
 #include <QSaveFile>
 
+#include <algorithm>
+
 #include <deque>
 #include <vector>
 
@@ -246,10 +248,29 @@ bool StoredDocument::restore(QJsonObject const& stored, ServerDocument& document
     return Restorer(document).restore(stored.value(text(kNodes)).toArray(), error);
 }
 
-bool StoredDocument::write(QString const& path, QJsonObject const& stored, QString& error) {
+bool StoredDocument::write(QString const& path, QJsonObject const& stored, QString& error,
+                           ChunkWritten const& chunkWritten) {
+    QByteArray const bytes = QJsonDocument(stored).toJson(QJsonDocument::Compact);
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        file.write(QJsonDocument(stored).toJson(QJsonDocument::Compact)) < 0 || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly)) {
+        error = QStringLiteral("Can't write '%1': %2").arg(path, file.errorString());
+        return false;
+    }
+    for (qint64 written = 0; written < bytes.size();) {
+        qint64 const chunk = std::min<qint64>(writeChunkSize, bytes.size() - written);
+        if (file.write(bytes.constData() + written, chunk) != chunk) {
+            error = QStringLiteral("Can't write '%1': %2").arg(path, file.errorString());
+            return false;
+        }
+        written += chunk;
+        if (chunkWritten && !chunkWritten(written)) {
+            // The file under `path` is only ever replaced by the rename in commit(), which is never reached.
+            file.cancelWriting();
+            error = QStringLiteral("Writing '%1' was interrupted after %2 bytes").arg(path).arg(written);
+            return false;
+        }
+    }
+    if (!file.commit()) {
         error = QStringLiteral("Can't write '%1': %2").arg(path, file.errorString());
         return false;
     }

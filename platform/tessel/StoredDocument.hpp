@@ -4,6 +4,8 @@
 #include <QJsonObject>
 #include <QString>
 
+#include <functional>
+
 namespace Tessel {
 
 class ServerDocument;
@@ -28,9 +30,16 @@ public:
     /// False, changing nothing, with the reason in `error`, when the form has no root node.
     static bool restore(QJsonObject const& stored, ServerDocument& document, QString& error);
 
-    /// Writes a stored form to `path` whole or not at all: to a temporary file beside it, renamed at the
-    /// end. False with the reason in `error`.
-    static bool write(QString const& path, QJsonObject const& stored, QString& error);
+    /// The size of the pieces in which `write` hands a document to its file.
+    static constexpr qint64 writeChunkSize = 64 * 1024;
+    /// Told, after each piece that `write` wrote, how many bytes are written; false stops the write there.
+    using ChunkWritten = std::function<bool(qint64 bytesWritten)>;
+
+    /// Writes a stored form to `path` whole or not at all: to a temporary file beside it, in pieces of
+    /// `writeChunkSize`, renamed over `path` at the end. A write that fails or is stopped after any piece
+    /// leaves the file that was there whole. False with the reason in `error`.
+    static bool write(QString const& path, QJsonObject const& stored, QString& error,
+                      ChunkWritten const& chunkWritten = ChunkWritten());
     /// Reads a stored form from `path`. False with the reason in `error` when the file can't be read or
     /// doesn't hold a JSON object.
     static bool read(QString const& path, QJsonObject& stored, QString& error);

@@ -5,7 +5,7 @@
 
 #include "canvas/SharedCanvas.hpp"
 #include "operators/ServerOperators.hpp"
-#include "platform/cobalt/Trace.hpp"
+#include "platform/cobalt/TraceCapture.hpp"
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 
@@ -19,29 +19,6 @@ namespace Tavola {
 namespace {
 
 constexpr char repairedId[] = "repaired";
-
-/// Keeps the warnings and errors logged while it lives; the other messages go where they went.
-class LoggedRepairs {
-public:
-    LoggedRepairs() {
-        m_previous = Cobalt::Trace::setSink([this](Cobalt::Trace::Level level, char const* message) {
-            if (level <= Cobalt::Trace::LEVEL_WARNING) {
-                m_messages << QString::fromUtf8(message);
-            } else if (m_previous) {
-                m_previous(level, message);
-            }
-        });
-    }
-    ~LoggedRepairs() { Cobalt::Trace::setSink(std::move(m_previous)); }
-    LoggedRepairs(LoggedRepairs const&) = delete;
-    LoggedRepairs& operator=(LoggedRepairs const&) = delete;
-
-    QStringList const& messages() const { return m_messages; }
-
-private:
-    Cobalt::Trace::Sink m_previous;
-    QStringList m_messages;
-};
 
 using StoredNodes = std::map<QString, QJsonObject>;
 
@@ -125,7 +102,7 @@ void repair(QString const& path, QTextStream& out) {
     QJsonObject after;
     QStringList logged;
     {
-        LoggedRepairs const repairs;
+        Cobalt::TraceCapture const repairs;
         after = Tessel::StoredDocument::fromDocument(*sites.openStored(*server, repairedId, stored));
         logged = repairs.messages();
     }

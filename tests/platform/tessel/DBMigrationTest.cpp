@@ -565,7 +565,8 @@ TEST_F(DBMigrationStore, CoreChainCreatesTheServersTables) {
 
 TEST_F(DBMigrationStore, EveryResourceOfThePlatformChainsIsEmbedded) {
     for (auto const& list :
-         {Tessel::coreServerMigrationsSqlite(), Tessel::assetMigrationsSqlite(QString(), QString())}) {
+         {Tessel::coreServerMigrationsSqlite(), Tessel::assetMigrationsSqlite(QString(), QString()),
+          Tessel::coreServerMigrationsPsql(QString())}) {
         for (auto const& step : list->migrations()) {
             auto const trivial = std::dynamic_pointer_cast<DBTrivialMigration>(step);
             if (!trivial) {
