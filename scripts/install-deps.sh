@@ -11,6 +11,7 @@ packages=(
     libbenchmark-dev
     postgresql
     clang-format
+    python3
     clang
 )
 

@@ -55,7 +55,8 @@ folly::Future<folly::Unit> NodeTransaction::commit() {
     for (Change const& change : changes) {
         if (change.kind == Kind::Move && isWithin(*change.parent, *change.node)) {
             deleteUnplacedAdditions(changes);
-            return folly::makeFuture<folly::Unit>(std::runtime_error("A node can't move into its own subtree"));
+            return folly::makeFuture<folly::Unit>(
+                std::runtime_error("A node can't move into its own subtree"));
         }
     }
     std::vector<Wire::Operation> operations;

@@ -62,7 +62,6 @@ StoredDocumentUpgrade upgradeStoredDocument(QString const& path, KnownElementTyp
     }
     upgrade.fromVersion = JSONMigrations::reachedVersion(stored, upgrade.documentType);
     upgrade.toVersion = upgrade.fromVersion;
-    upgrade.warnings = unknownTypes(nodes.toArray(), upgrade.documentType, knownType);
     auto const chain = JSONMigrations::instance().migrationList(upgrade.documentType);
     int const lastVersion = chain ? chain->lastVersion() : 0;
     if (upgrade.fromVersion > lastVersion) {
@@ -74,12 +73,16 @@ StoredDocumentUpgrade upgradeStoredDocument(QString const& path, KnownElementTyp
                           .arg(lastVersion));
     }
     if (upgrade.fromVersion == lastVersion) {
+        upgrade.warnings = unknownTypes(nodes.toArray(), upgrade.documentType, knownType);
         return finish(upgrade, Outcome::Current);
     }
 
     Cobalt::TraceCapture logged;
     JSONMigrationReport const report = JSONMigrations::instance().migrate(upgrade.documentType, stored);
     upgrade.warnings << logged.messages();
+    // Types are judged on the document as this release reads it: steps take away types of old releases.
+    upgrade.warnings << unknownTypes(stored.value(QStringLiteral("nodes")).toArray(), upgrade.documentType,
+                                     knownType);
     if (!report.stepsFailed.empty()) {
         return finish(upgrade, Outcome::Failed,
                       QStringLiteral("Step %1 of '%2' failed; '%3' was left as it was")

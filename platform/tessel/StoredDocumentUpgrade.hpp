@@ -46,8 +46,9 @@ using KnownElementType = std::function<bool(QByteArray const& documentType, QByt
 /// Brings the stored document in `path` to the end of the chain of its type (`JSONMigrations`), and writes
 /// it back whole or not at all. A file is written only when every step ran: a document that is not JSON,
 /// has no "nodes" array, names no type, or was stored by a later release than this one (a version above
-/// the end of its chain) is refused; a step that fails leaves the file as it was. Nodes of types that
-/// `knownType` (when given) doesn't know are carried along and reported as warnings. Logs of the steps are
+/// the end of its chain) is refused; a step that fails leaves the file as it was. Nodes that, once the
+/// steps ran, have types that `knownType` (when given) doesn't know are carried along and reported as
+/// warnings. Logs of the steps are
 /// kept in the result instead of going to the log, so call it where one thread logs.
 StoredDocumentUpgrade upgradeStoredDocument(QString const& path, KnownElementType const& knownType = {});
 

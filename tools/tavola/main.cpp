@@ -3,6 +3,7 @@
 #include "tools/tavola/Demo.hpp"
 #include "tools/tavola/Inspect.hpp"
 #include "tools/tavola/Repair.hpp"
+#include "tools/tavola/Upgrade.hpp"
 
 #include <QCoreApplication>
 #include <QStringList>
@@ -31,6 +32,9 @@ std::map<QString, Command> const& commands() {
         {QStringLiteral("repair"),
          {QStringLiteral("open a stored canvas with the server's operators, store it back, list the repairs"),
           Tavola::repairHelp, Tavola::runRepair}},
+        {QStringLiteral("upgrade"),
+         {QStringLiteral("carry a server's store (database and stored documents) forward to this release"),
+          Tavola::upgradeHelp, Tavola::runUpgrade}},
     };
     return table;
 }
