@@ -77,6 +77,7 @@ public:
     QByteArray const& id() const { return m_id; }
     QByteArray const& documentType() const { return m_type->name; }
     ServerDocumentNodeTypes const& nodeTypes() const { return m_type->nodeTypes; }
+    ServerDocumentType const& type() const { return *m_type; }
     Kelp::TypeRegistry const& typeRegistry() const { return *m_registry; }
     /// Null once the server is gone.
     std::shared_ptr<TesselServer> server() const { return m_server.lock(); }

@@ -5,6 +5,7 @@
 #include "platform/tessel/AssetStorage.hpp"
 #include "platform/tessel/AssetTransfer.hpp"
 #include "platform/tessel/DocumentInfo.hpp"
+#include "platform/tessel/DocumentStore.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/MessageLink.hpp"
@@ -12,12 +13,29 @@
 #include "platform/tessel/ServerToClientConnection.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 
+#include <QAbstractEventDispatcher>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
 #include <QUrl>
 
 namespace Tessel {
+
+namespace {
+
+StoredListing listingOf(DocumentInfo const& info) {
+    StoredListing listing;
+    listing.name = info.documentName();
+    listing.state = static_cast<int>(info.documentState());
+    listing.hasMainPassword = info.hasMainPassword();
+    listing.hasAccessPassword = info.hasAccessPassword();
+    listing.size = info.size();
+    listing.created = info.createdTimestamp();
+    listing.modified = info.modifiedTimestamp();
+    return listing;
+}
+
+} // namespace
 
 std::shared_ptr<TesselServer> TesselServer::create(Options options) {
     return std::shared_ptr<TesselServer>(new TesselServer(std::move(options)));
@@ -26,6 +44,9 @@ std::shared_ptr<TesselServer> TesselServer::create(Options options) {
 TesselServer::TesselServer(Options options) : m_options(std::move(options)) {
     if (!m_options.operators) {
         m_options.operators = &ServerDocumentTypeOperators::instance();
+    }
+    if (!m_options.store && !m_options.storageDirectory.isEmpty()) {
+        m_options.store = std::make_shared<JsonDocumentStore>(m_options.storageDirectory);
     }
     if (m_options.assetDirectory.isEmpty()) {
         m_temporaryAssetDirectory = std::make_unique<QTemporaryDir>();
@@ -50,7 +71,7 @@ TesselServer::~TesselServer() {
 
 void TesselServer::storeQuietly(QByteArray const& id) const {
     QString error;
-    if (!storedPath(id).isEmpty() && !storeDocument(id, error)) {
+    if (m_options.store && !storeDocument(id, error)) {
         Cobalt::Trace::error("TesselServer::storeDocument # %s", qPrintable(error));
     }
 }
@@ -140,17 +161,19 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
         return nullptr;
     }
     QJsonObject stored;
-    QString const path = storedPath(id);
-    bool const isStored = !load && !path.isEmpty() && QFile::exists(path);
-    if (isStored && !StoredDocument::read(path, stored, error)) {
+    DocumentStore::ReadResult const read = m_options.store && !load
+                                               ? m_options.store->read(id, *documentType, stored, error)
+                                               : DocumentStore::ReadResult::Missing;
+    if (read == DocumentStore::ReadResult::Failed) {
         Cobalt::Trace::error("TesselServer::openDocument # %s", qPrintable(error));
         return nullptr;
     }
+    bool const isStored = read == DocumentStore::ReadResult::Found;
     auto const opened = std::make_shared<ServerDocument>(shared_from_this(), id, documentType);
     if (isStored) {
         JSONMigrations::instance().migrate(type, stored);
         if (!StoredDocument::restore(stored, *opened, error)) {
-            error = QStringLiteral("'%1': %2").arg(path, error);
+            error = QStringLiteral("'%1': %2").arg(storedPath(id), error);
             Cobalt::Trace::error("TesselServer::openDocument # %s", qPrintable(error));
             return nullptr;
         }
@@ -207,6 +230,30 @@ void TesselServer::documentChanged(ServerDocument const& document) {
         info->modifiedAttribute = now;
     }
     info->sizeAttribute = size;
+    scheduleStore(document.id());
+}
+
+void TesselServer::scheduleStore(QByteArray const& id) {
+    // Without an event loop on this thread no timer fires: the document is stored when its last client
+    // leaves and when the server goes.
+    if (!m_options.store || !QAbstractEventDispatcher::instance() || !m_storeScheduled.insert(id).second ||
+        (m_storeTimer && m_storeTimer->isActive())) {
+        return;
+    }
+    if (!m_storeTimer) {
+        m_storeTimer = std::make_unique<QTimer>();
+        m_storeTimer->setSingleShot(true);
+        QObject::connect(m_storeTimer.get(), &QTimer::timeout, [this] {
+            std::set<QByteArray> const changed = std::move(m_storeScheduled);
+            m_storeScheduled.clear();
+            for (QByteArray const& changedId : changed) {
+                if (document(changedId)) {
+                    storeQuietly(changedId);
+                }
+            }
+        });
+    }
+    m_storeTimer->start(m_options.storeDelay);
 }
 
 bool TesselServer::removeDocument(QByteArray const& id) {
@@ -217,8 +264,9 @@ bool TesselServer::removeDocument(QByteArray const& id) {
     std::shared_ptr<ServerDocument> const removed = found->second;
     m_documents.erase(found);
     m_listing.erase(id);
-    if (QString const path = storedPath(id); !path.isEmpty()) {
-        QFile::remove(path);
+    m_storeScheduled.erase(id);
+    if (QString error; m_options.store && !m_options.store->remove(id, error)) {
+        Cobalt::Trace::error("TesselServer::removeDocument # %s", qPrintable(error));
     }
     Cobalt::BinaryData payload;
     payload.writeString(id);
@@ -247,29 +295,23 @@ void TesselServer::scheduleListing(QByteArray const& id) {
 }
 
 QString TesselServer::storedPath(QByteArray const& id) const {
-    if (m_options.storageDirectory.isEmpty()) {
-        return QString();
-    }
-    // Percent-encoded, so that no id reaches outside the directory.
-    return QDir(m_options.storageDirectory)
-        .filePath(QString::fromLatin1(QUrl::toPercentEncoding(QString::fromUtf8(id))) +
-                  QStringLiteral(".json"));
+    return m_options.store ? m_options.store->location(id) : QString();
 }
 
 bool TesselServer::storeDocument(QByteArray const& id, QString& error) const {
     std::shared_ptr<ServerDocument> const open = document(id);
-    QString const path = storedPath(id);
-    if (!open || path.isEmpty()) {
+    if (!open || !m_options.store) {
         error = open ? QStringLiteral("the server stores no documents")
                      : QStringLiteral("document '%1' is not open").arg(QString::fromUtf8(id));
         return false;
     }
-    QDir().mkpath(m_options.storageDirectory);
     QJsonObject stored = StoredDocument::fromDocument(*open);
+    StoredListing listing;
     if (std::shared_ptr<DocumentInfo> const info = documentInfo(id)) {
         stored.insert(QLatin1String(documentInfoKey), storedInfo(*info));
+        listing = listingOf(*info);
     }
-    return StoredDocument::write(path, stored, error);
+    return m_options.store->write(id, open->type(), stored, listing, error);
 }
 
 QJsonArray TesselServer::storedInfo(DocumentInfo const& info) const {

@@ -10,7 +10,9 @@
 #include <QJsonArray>
 #include <QString>
 #include <QTemporaryDir>
+#include <QTimer>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -23,6 +25,7 @@ class TypeRegistry;
 namespace Tessel {
 
 class DocumentInfo;
+class DocumentStore;
 
 /// The key of a stored document under which the server keeps the document's information.
 constexpr char documentInfoKey[] = "documentInfo";
@@ -46,8 +49,15 @@ public:
         std::shared_ptr<Kelp::TypeRegistry const> typeRegistry;
         /// Where document operators come from; the process's registry when null.
         ServerDocumentTypeOperators const* operators = nullptr;
-        /// Where documents are stored (`Settings::jsonStorageRootDir`); an empty directory stores nothing.
+        /// Where documents are kept between runs; when null, JSON files under `storageDirectory`.
+        std::shared_ptr<DocumentStore> store;
+        /// Where documents are stored as JSON files (`Settings::jsonStorageRootDir`) when no `store` is
+        /// given; an empty directory stores nothing.
         QString storageDirectory;
+        /// How long after a client's change a document is stored, so that a burst of changes is stored
+        /// once. The timer is a `QTimer` on the server's thread, which must run a Qt event loop for it;
+        /// documents are stored anyway when their last client leaves and when the server goes.
+        std::chrono::milliseconds storeDelay{2000};
         /// Where the contents of assets are stored (`Settings::assetDir`), each file named by its hash; when
         /// empty, a temporary directory that goes with the server.
         QString assetDirectory;
@@ -104,13 +114,16 @@ public:
     /// as if their link went, and every client hears that it is gone. False when the server doesn't hold
     /// it open.
     bool removeDocument(QByteArray const& id);
-    /// Writes an open document's persistent tree to its file under the storage directory, whole or not at
-    /// all. False, with the reason in `error`, when it isn't open, nothing is stored, or the write fails.
-    /// A server with a storage directory also stores a document when its last client leaves, and every open
-    /// document when it is destroyed.
+    /// Writes an open document's persistent tree to the store, whole or not at all. False, with the reason
+    /// in `error`, when it isn't open, the server stores nothing, or the write fails. A server with a store
+    /// also stores a document `storeDelay` after a client changed it, when its last client leaves, and
+    /// every open document when it is destroyed.
     bool storeDocument(QByteArray const& id, QString& error) const;
-    /// The file of a document under the storage directory; empty when nothing is stored.
+    /// Where the store keeps a document (its file, for the JSON files of the embedded default); empty when
+    /// nothing is stored.
     QString storedPath(QByteArray const& id) const;
+    /// The server's store; null when it stores nothing.
+    DocumentStore* store() const { return m_options.store.get(); }
     /// The server's store of asset contents: what clients published, complete and checked against its hash.
     AssetStorage& assetStorage() const;
 
@@ -125,6 +138,8 @@ private:
     void leave(ServerDocument& document, ServerToClientConnection& connection);
     /// Stores a document when the server stores documents, logging a failure.
     void storeQuietly(QByteArray const& id) const;
+    /// Stores a changed document once `storeDelay` has passed, with the others changed meanwhile.
+    void scheduleStore(QByteArray const& id);
     /// Lists a document that opened, and tells every client.
     void listDocument(ServerDocument const& document);
     /// Notes a client's change of a document's persistent tree: its size at once, its modified time at
@@ -152,6 +167,9 @@ private:
     std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
     std::map<QByteArray, std::shared_ptr<DocumentInfo>> m_listing;
     std::set<QByteArray> m_listingScheduled;
+    /// Documents changed since they were last stored, and the timer that stores them.
+    std::set<QByteArray> m_storeScheduled;
+    std::unique_ptr<QTimer> m_storeTimer;
     std::map<unsigned, std::unique_ptr<ServerToClientConnection>> m_connections;
     unsigned m_nextConnectionId = 1;
 };

@@ -63,11 +63,14 @@ public:
         }
     };
 
+    /// Changes the server's options before it is made (its store, its delays ...).
+    using Configure = std::function<void(Tessel::TesselServer::Options&)>;
+
     /// A server announcing `version`, with `operators` (none when null), storing documents under
-    /// `storageDirectory` (nothing when empty).
+    /// `storageDirectory` (nothing when empty), with the options that `configure` sets.
     explicit LiveSites(QString const& version = QStringLiteral("26.07.5"),
                        Tessel::ServerDocumentTypeOperators const* operators = nullptr,
-                       QString const& storageDirectory = QString())
+                       QString const& storageDirectory = QString(), Configure const& configure = Configure())
         : m_registry(modelTypeRegistry()) {
         Tessel::TesselServer::Options options;
         options.storageDirectory = storageDirectory;
@@ -75,6 +78,9 @@ public:
         options.executor = folly::getKeepAliveToken(&m_serverExecutor);
         options.typeRegistry = m_registry;
         options.operators = operators ? operators : &m_noOperators;
+        if (configure) {
+            configure(options);
+        }
         m_server = Tessel::TesselServer::create(options);
         Datamodel::registerServerDocumentTypes(*m_server);
     }

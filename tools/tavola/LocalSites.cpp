@@ -2,8 +2,10 @@
 
 #include "attributes/AttributeTypes.hpp"
 #include "framework/RegisterTypes.hpp"
+#include "migrations/DatabaseChains.hpp"
 #include "operators/ServerDocumentTypes.hpp"
 #include "platform/kelp/TypeRegistry.hpp"
+#include "platform/tessel/DocumentStore.hpp"
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 
@@ -41,9 +43,12 @@ std::shared_ptr<Tessel::TesselServer> LocalSites::makeServer(QString const& stor
     Tessel::TesselServer::Options options;
     options.executor = folly::getKeepAliveToken(&m_serverExecutor);
     options.typeRegistry = m_registry;
-    options.storageDirectory = storageDirectory;
     if (!storageDirectory.isEmpty()) {
-        options.assetDirectory = QDir(storageDirectory).filePath(QStringLiteral("assets"));
+        options.assetDirectory = QDir(storageDirectory).filePath(QLatin1String(assetFolder));
+        // The documents as JSON files, listed in the server's SQLite file beside them.
+        options.store = std::make_shared<Tessel::JsonDocumentStore>(
+            storageDirectory,
+            Datamodel::tavolaServerMigrationsSqlite(storageDirectory, options.assetDirectory));
     }
     auto server = Tessel::TesselServer::create(options);
     Datamodel::registerServerDocumentTypes(*server);

@@ -48,6 +48,9 @@ class LocalSites {
 public:
     LocalSites();
 
+    /// The folder of a server's asset files in its data directory.
+    static constexpr char assetFolder[] = "assets";
+
     /// A server that knows the model's document types, storing documents under `storageDirectory` (nothing
     /// when empty) and the contents of assets under its "assets" folder, with the operators registered in the
     /// process.

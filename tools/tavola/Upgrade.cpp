@@ -4,6 +4,7 @@
 
 #include "migrations/DatabaseChains.hpp"
 #include "platform/tessel/DBMigrationRunner.hpp"
+#include "platform/tessel/DocumentStore.hpp"
 #include "platform/tessel/ElementFactory.hpp"
 #include "platform/tessel/SqlConnection.hpp"
 #include "platform/tessel/StoredDocumentUpgrade.hpp"
@@ -14,10 +15,6 @@
 namespace Tavola {
 
 namespace {
-
-/// The server's SQLite file and asset folder in its data directory, as `tavola demo` and servers keep them.
-constexpr char databaseFile[] = "server.sqlite";
-constexpr char assetFolder[] = "assets";
 
 struct UpgradeArguments {
     QString directory;
@@ -66,11 +63,12 @@ QString stepsText(std::vector<int> const& steps) {
 bool upgradeDatabase(UpgradeArguments const& arguments, QTextStream& out, QTextStream& err) {
     QString const assets = arguments.directory.isEmpty()
                                ? QString()
-                               : QDir(arguments.directory).filePath(QLatin1String(assetFolder));
+                               : QDir(arguments.directory).filePath(QLatin1String(LocalSites::assetFolder));
     Tessel::SqlConnection connection;
     QList<std::shared_ptr<Tessel::DBMigrationList>> lists;
     if (arguments.postgres.isEmpty()) {
-        QString const path = QDir(arguments.directory).filePath(QLatin1String(databaseFile));
+        QString const path =
+            QDir(arguments.directory).filePath(QLatin1String(Tessel::JsonDocumentStore::databaseFileName));
         out << "database " << path << " (SQLite)\n";
         connection.openSqlite(path);
         lists = Datamodel::tavolaServerMigrationsSqlite(arguments.directory, assets);

@@ -5,17 +5,24 @@
 #include "tests/support/OperatorSites.hpp"
 
 #include "canvas/Note.hpp"
+#include "platform/tessel/DBMigration.hpp"
 #include "platform/tessel/DocumentInfo.hpp"
+#include "platform/tessel/DocumentStore.hpp"
 #include "platform/tessel/Documents.hpp"
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
+#include "platform/tessel/SqlConnection.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 
+#include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QSqlQuery>
 #include <QTemporaryDir>
+#include <QVariant>
 
 #include <gtest/gtest.h>
 
@@ -261,4 +268,75 @@ TEST_F(StoredDocumentTest, ADocumentsNameStateAndTimesOutliveTheServer) {
     EXPECT_EQ(info->createdTimestamp().ticks(), created.ticks())
         << "created when first made, not when reopened";
     EXPECT_EQ(info->size(), static_cast<unsigned long>(later->serverDocument()->persistentNodeCount()));
+}
+
+// With an event loop, a change is stored once the delay passed, however many changes came meanwhile.
+TEST_F(StoredDocumentTest, AChangedDocumentIsStoredOnceTheDelayPassed) {
+    int argc = 0;
+    QCoreApplication application(argc, nullptr);
+    LiveSites sites(
+        QStringLiteral("26.07.5"), nullptr, m_directory.path(),
+        [](Tessel::TesselServer::Options& options) { options.storeDelay = std::chrono::milliseconds(30); });
+    auto& a = sites.join("a");
+    auto* note = new Datamodel::Note();
+    Tessel::NodeTransaction transaction(*a.document);
+    transaction.addNode(*note, a.canvas());
+    transaction.commit();
+    sites.deliver();
+    note->text = QStringLiteral("first");
+    note->text = QStringLiteral("second");
+    sites.deliver();
+    EXPECT_FALSE(QFile::exists(fileOf())) << "nothing is stored before the delay";
+
+    QElapsedTimer clock;
+    clock.start();
+    while (!QFile::exists(fileOf()) && clock.elapsed() < 5000) {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    ASSERT_TRUE(QFile::exists(fileOf())) << "stored once the delay passed";
+    QJsonObject stored;
+    QString error;
+    ASSERT_TRUE(StoredDocument::read(fileOf(), stored, error)) << error.toStdString();
+    EXPECT_TRUE(QJsonDocument(stored).toJson().contains(QByteArray("second").toBase64()))
+        << "the last value of the burst is what is stored";
+}
+
+TEST_F(StoredDocumentTest, AStoreWithChainsListsItsDocumentsInItsSqliteFile) {
+    auto store = std::make_shared<Tessel::JsonDocumentStore>(
+        m_directory.path(),
+        QList<std::shared_ptr<Tessel::DBMigrationList>>{Tessel::coreServerMigrationsSqlite()});
+    {
+        LiveSites sites(QStringLiteral("26.07.5"), nullptr, QString(),
+                        [store](Tessel::TesselServer::Options& options) { options.store = store; });
+        sites.join("a");
+        sites.server()->documentInfo("canvas")->nameAttribute = QStringLiteral("Plans");
+        QString error;
+        ASSERT_TRUE(sites.server()->storeDocument("canvas", error)) << error.toStdString();
+    }
+    Tessel::SqlConnection connection;
+    ASSERT_TRUE(connection.openSqlite(QDir(m_directory.path()).filePath(QStringLiteral("server.sqlite"))));
+    QSqlQuery query(connection.database());
+    ASSERT_TRUE(query.exec(QStringLiteral("SELECT id, type, name FROM documents")));
+    ASSERT_TRUE(query.next());
+    EXPECT_EQ(query.value(0).toString(), QStringLiteral("canvas"));
+    EXPECT_EQ(query.value(1).toString(), QString::fromUtf8(kCanvas));
+    EXPECT_EQ(query.value(2).toString(), QStringLiteral("Plans"));
+    EXPECT_FALSE(query.next()) << "one row per document";
+    EXPECT_TRUE(QFile::exists(fileOf())) << "the document itself is a JSON file beside it";
+}
+
+TEST_F(StoredDocumentTest, AStoreWhoseChainsFailRefusesToStoreAndSaysWhy) {
+    QFile database(QDir(m_directory.path()).filePath(QStringLiteral("server.sqlite")));
+    ASSERT_TRUE(database.open(QIODevice::WriteOnly));
+    database.write("this is no database");
+    database.close();
+    auto store = std::make_shared<Tessel::JsonDocumentStore>(
+        m_directory.path(),
+        QList<std::shared_ptr<Tessel::DBMigrationList>>{Tessel::coreServerMigrationsSqlite()});
+    LiveSites sites(QStringLiteral("26.07.5"), nullptr, QString(),
+                    [store](Tessel::TesselServer::Options& options) { options.store = store; });
+    sites.join("a");
+    QString error;
+    EXPECT_FALSE(sites.server()->storeDocument("canvas", error));
+    EXPECT_TRUE(error.contains(QStringLiteral("server.sqlite"))) << error.toStdString();
 }

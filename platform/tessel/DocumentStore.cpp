@@ -1,0 +1,135 @@
+#include "platform/tessel/DocumentStore.hpp"
+
+#include "platform/tessel/DBMigrationRunner.hpp"
+#include "platform/tessel/ServerDocument.hpp"
+#include "platform/tessel/SqlConnection.hpp"
+#include "platform/tessel/StoredDocument.hpp"
+
+#include <QDir>
+#include <QFile>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QUrl>
+#include <QVariant>
+
+namespace Tessel {
+
+DocumentStore::~DocumentStore() = default;
+
+bool DocumentStore::runChains(SqlConnection& connection,
+                              QList<std::shared_ptr<DBMigrationList>> const& chains, QString& error) {
+    DBMigrationReport const report = DBMigrationRunner(connection).run(chains);
+    if (report.failed) {
+        error = QStringLiteral("Step %1 of '%2' failed: %3")
+                    .arg(report.failedVersion)
+                    .arg(report.failedModule, report.error);
+    }
+    return report.succeeded();
+}
+
+bool DocumentStore::writeListing(SqlConnection& connection, QByteArray const& id, QByteArray const& type,
+                                 StoredListing const& listing, QString& error) {
+    QSqlQuery query(connection.database());
+    query.prepare(QStringLiteral(
+        "INSERT INTO documents (id, type, name, state, created, modified, size, has_main_password, "
+        "has_access_password) VALUES (:id, :type, :name, :state, :created, :modified, :size, :main, :access) "
+        "ON CONFLICT (id) DO UPDATE SET type = excluded.type, name = excluded.name, state = excluded.state, "
+        "created = excluded.created, modified = excluded.modified, size = excluded.size, "
+        "has_main_password = excluded.has_main_password, has_access_password = "
+        "excluded.has_access_password"));
+    query.bindValue(QStringLiteral(":id"), QString::fromUtf8(id));
+    query.bindValue(QStringLiteral(":type"), QString::fromUtf8(type));
+    query.bindValue(QStringLiteral(":name"), listing.name);
+    query.bindValue(QStringLiteral(":state"), listing.state);
+    query.bindValue(QStringLiteral(":created"), static_cast<qlonglong>(listing.created.ticks()));
+    query.bindValue(QStringLiteral(":modified"), static_cast<qlonglong>(listing.modified.ticks()));
+    query.bindValue(QStringLiteral(":size"), static_cast<qulonglong>(listing.size));
+    query.bindValue(QStringLiteral(":main"), listing.hasMainPassword);
+    query.bindValue(QStringLiteral(":access"), listing.hasAccessPassword);
+    if (!query.exec()) {
+        error = QStringLiteral("Can't list document '%1': %2")
+                    .arg(QString::fromUtf8(id), query.lastError().text());
+        return false;
+    }
+    return true;
+}
+
+bool DocumentStore::removeListing(SqlConnection& connection, QByteArray const& id, QString& error) {
+    QSqlQuery query(connection.database());
+    query.prepare(QStringLiteral("DELETE FROM documents WHERE id = :id"));
+    query.bindValue(QStringLiteral(":id"), QString::fromUtf8(id));
+    if (!query.exec()) {
+        error = QStringLiteral("Can't remove document '%1': %2")
+                    .arg(QString::fromUtf8(id), query.lastError().text());
+        return false;
+    }
+    return true;
+}
+
+JsonDocumentStore::JsonDocumentStore(QString directory, QList<std::shared_ptr<DBMigrationList>> listingChains)
+    : m_directory(std::move(directory)), m_listingChains(std::move(listingChains)) {}
+
+JsonDocumentStore::~JsonDocumentStore() = default;
+
+QString JsonDocumentStore::location(QByteArray const& id) const {
+    // Percent-encoded, so that no id reaches outside the directory.
+    return QDir(m_directory)
+        .filePath(QString::fromLatin1(QUrl::toPercentEncoding(QString::fromUtf8(id))) +
+                  QStringLiteral(".json"));
+}
+
+SqlConnection* JsonDocumentStore::listing(QString& error) {
+    if (m_listingChains.isEmpty()) {
+        return nullptr;
+    }
+    if (!m_listing) {
+        QDir().mkpath(m_directory);
+        auto connection = std::make_unique<SqlConnection>();
+        if (!connection->openSqlite(QDir(m_directory).filePath(QLatin1String(databaseFileName)))) {
+            error = connection->lastError();
+            return nullptr;
+        }
+        if (!runChains(*connection, m_listingChains, error)) {
+            return nullptr;
+        }
+        m_listing = std::move(connection);
+    }
+    return m_listing.get();
+}
+
+DocumentStore::ReadResult JsonDocumentStore::read(QByteArray const& id, ServerDocumentType const&,
+                                                  QJsonObject& stored, QString& error) {
+    QString const path = location(id);
+    if (!QFile::exists(path)) {
+        return ReadResult::Missing;
+    }
+    return StoredDocument::read(path, stored, error) ? ReadResult::Found : ReadResult::Failed;
+}
+
+bool JsonDocumentStore::write(QByteArray const& id, ServerDocumentType const& type, QJsonObject const& stored,
+                              StoredListing const& listing, QString& error) {
+    QDir().mkpath(m_directory);
+    if (!StoredDocument::write(location(id), stored, error)) {
+        return false;
+    }
+    if (m_listingChains.isEmpty()) {
+        return true;
+    }
+    SqlConnection* const database = this->listing(error);
+    return database && writeListing(*database, id, type.name, listing, error);
+}
+
+bool JsonDocumentStore::remove(QByteArray const& id, QString& error) {
+    QString const path = location(id);
+    if (QFile::exists(path) && !QFile::remove(path)) {
+        error = QStringLiteral("Can't remove '%1'").arg(path);
+        return false;
+    }
+    if (m_listingChains.isEmpty()) {
+        return true;
+    }
+    SqlConnection* const database = listing(error);
+    return database && removeListing(*database, id, error);
+}
+
+} // namespace Tessel

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "platform/cobalt/TimeStamp.hpp"
+
+#include <QByteArray>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+namespace Tessel {
+
+class DBMigrationList;
+class SqlConnection;
+struct ServerDocumentType;
+
+/// What a store lists of a document beside its tree, from the document's information.
+struct StoredListing {
+    QString name;
+    int state = 0;
+    bool hasMainPassword = false;
+    bool hasAccessPassword = false;
+    unsigned long size = 0;
+    Cobalt::TimeStamp created;
+    Cobalt::TimeStamp modified;
+};
+
+/// Where a server keeps its documents between runs. Documents travel in and out in their stored form
+/// (`StoredDocument`): "nodes", "documentType", the versions of its chains, and what the server adds.
+///
+/// A store is used from the server's thread only; the first call may happen on another thread than the one
+/// that made the store, so a store opens what it needs on first use.
+class DocumentStore {
+public:
+    enum class ReadResult { Found, Missing, Failed };
+
+    virtual ~DocumentStore();
+
+    /// Reads the stored form of `id`. Missing when nothing is stored under it; Failed, with the reason in
+    /// `error`, when what is stored can't be read (it is then left as it is).
+    virtual ReadResult read(QByteArray const& id, ServerDocumentType const& type, QJsonObject& stored,
+                            QString& error) = 0;
+    /// Replaces what is stored under `id`, whole or not at all. False with the reason in `error`.
+    virtual bool write(QByteArray const& id, ServerDocumentType const& type, QJsonObject const& stored,
+                       StoredListing const& listing, QString& error) = 0;
+    /// Takes `id` out of the store; true also when nothing was stored under it.
+    virtual bool remove(QByteArray const& id, QString& error) = 0;
+    /// Where the store keeps `id`, for people: a file path, or a database and the document.
+    virtual QString location(QByteArray const& id) const = 0;
+
+protected:
+    /// Brings the store's database forward through `chains`; false, with the module, step and reason in
+    /// `error`, when one failed.
+    static bool runChains(SqlConnection& connection, QList<std::shared_ptr<DBMigrationList>> const& chains,
+                          QString& error);
+    /// Writes the row of `id` in the table "documents" that the server's core chain makes.
+    static bool writeListing(SqlConnection& connection, QByteArray const& id, QByteArray const& type,
+                             StoredListing const& listing, QString& error);
+    /// Deletes the row of `id` in "documents", and with it whatever hangs from it.
+    static bool removeListing(SqlConnection& connection, QByteArray const& id, QString& error);
+};
+
+/// The embedded default: one JSON file per document in a directory, named by its percent-encoded id, and,
+/// when it is given database chains, the list of the documents in the SQLite file "server.sqlite" beside
+/// them, made and carried forward by those chains on first use.
+class JsonDocumentStore : public DocumentStore {
+public:
+    /// The server's SQLite file in the store's directory.
+    static constexpr char databaseFileName[] = "server.sqlite";
+
+    explicit JsonDocumentStore(QString directory, QList<std::shared_ptr<DBMigrationList>> listingChains = {});
+    ~JsonDocumentStore() override;
+
+    ReadResult read(QByteArray const& id, ServerDocumentType const& type, QJsonObject& stored,
+                    QString& error) override;
+    bool write(QByteArray const& id, ServerDocumentType const& type, QJsonObject const& stored,
+               StoredListing const& listing, QString& error) override;
+    bool remove(QByteArray const& id, QString& error) override;
+    /// The document's file; no id reaches outside the directory.
+    QString location(QByteArray const& id) const override;
+
+    QString const& directory() const { return m_directory; }
+
+private:
+    /// The listing database, opened and brought forward on first use; null, with the reason in `error`,
+    /// when it can't be. Also null when the store keeps no listing.
+    SqlConnection* listing(QString& error);
+
+    QString m_directory;
+    QList<std::shared_ptr<DBMigrationList>> m_listingChains;
+    std::unique_ptr<SqlConnection> m_listing;
+};
+
+} // namespace Tessel
