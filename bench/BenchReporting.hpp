@@ -23,7 +23,8 @@ inline double median(std::vector<double> values) {
 }
 
 /// Remembers each benchmark's CPU time per iteration while printing as the console does. CPU time, because
-/// the ratios must not depend on what else the machine runs.
+/// the ratios must not depend on what else the machine runs; a benchmark that times itself
+/// (`UseManualTime`) or asks for the clock (`UseRealTime`) is remembered by that time.
 class RecordingReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(std::vector<Run> const& runs) override {
@@ -31,7 +32,9 @@ public:
         for (Run const& run : runs) {
             bool const single = run.run_type == Run::RT_Iteration;
             if (single || run.aggregate_name == "median") {
-                m_nanoseconds[run.run_name.function_name] = run.GetAdjustedCPUTime();
+                // A benchmark that times itself, or asks for the clock, means that time and not the CPU's.
+                m_nanoseconds[run.run_name.function_name] =
+                    run.run_name.time_type.empty() ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
             }
         }
         ConsoleReporter::ReportRuns(runs);

@@ -215,6 +215,16 @@ bool DBMigrationCore::applyCommands(SqlConnection& connection, QStringList const
     return true;
 }
 
+std::shared_ptr<DBMigrationList> DBMigrationList::upTo(int version) const {
+    auto list = std::make_shared<DBMigrationList>();
+    for (auto const& step : m_migrations) {
+        if (step->version() <= version) {
+            list->append(step);
+        }
+    }
+    return list;
+}
+
 std::shared_ptr<DBMigrationList> coreServerMigrationsSqlite() {
     auto list = std::make_shared<DBMigrationList>();
     list->append(sqlStep(s_coreModule, s_coreFolder, "001_documents.sql", 1));

@@ -73,6 +73,8 @@ public:
     std::vector<std::shared_ptr<DBMigration>> const& migrations() const { return m_migrations; }
     /// The version a store reaches at the end of the chain; 0 for an empty chain.
     int lastVersion() const { return static_cast<int>(m_migrations.size()); }
+    /// The chain up to `version`, as the release that ended there had it: the same steps, shared.
+    std::shared_ptr<DBMigrationList> upTo(int version) const;
 
 private:
     std::vector<std::shared_ptr<DBMigration>> m_migrations;

@@ -39,17 +39,6 @@ QStringList moduleNames(QList<std::shared_ptr<DBMigrationList>> const& lists) {
     return names;
 }
 
-/// The first `version` steps of a chain: a store brought to that version by an older release.
-std::shared_ptr<DBMigrationList> firstSteps(DBMigrationList const& chain, int version) {
-    auto list = std::make_shared<DBMigrationList>();
-    for (auto const& step : chain.migrations()) {
-        if (step->version() <= version) {
-            list->append(step);
-        }
-    }
-    return list;
-}
-
 std::string describe(DBMigrationReport const& report) {
     return QStringLiteral("%1 %2: %3")
         .arg(report.failedModule)
@@ -71,7 +60,7 @@ protected:
     void reachDataModelVersion(int version) {
         auto lists = Datamodel::tavolaServerMigrationsPsql(QString());
         lists.removeLast(); // client states come after the data model
-        lists.last() = firstSteps(*lists.last(), version);
+        lists.last() = lists.last()->upTo(version);
         DBMigrationReport const report = m_runner.run(lists);
         ASSERT_TRUE(report.succeeded()) << describe(report);
         ASSERT_EQ(m_runner.reachedVersion(QString::fromLatin1(kDataModel)), version);

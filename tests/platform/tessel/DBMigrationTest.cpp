@@ -345,6 +345,18 @@ TEST(DBMigrationList, RefusesAStepOfAnotherModule) {
     EXPECT_EQ(list.migrations().size(), 1u);
 }
 
+TEST(DBMigrationList, UpToAVersionSharesTheFirstStepsAndNoMore) {
+    DBMigrationList list;
+    for (int version = 1; version <= 4; ++version) {
+        ASSERT_TRUE(list.append(std::make_shared<DummyMigration>(alpha, version)));
+    }
+    auto const older = list.upTo(2);
+    ASSERT_EQ(older->lastVersion(), 2);
+    EXPECT_EQ(older->migrations().at(1), list.migrations().at(1)) << "the steps are shared, not copied";
+    EXPECT_EQ(list.upTo(0)->lastVersion(), 0);
+    EXPECT_EQ(list.upTo(9)->lastVersion(), 4);
+}
+
 // --- The steps
 
 TEST(DBMigrationDummy, RunsNothingAndSucceeds) {
