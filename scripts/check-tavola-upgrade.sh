@@ -28,6 +28,7 @@ if output=$("$tavola" upgrade "$store" 2>&1); then
     fail "a store with bad documents must fail the run:"$'\n'"$output"
 fi
 expect_in 'database .*server.sqlite \(SQLite\)' "$output"
+expect_in 'running step 1 of core' "$output"
 expect_in 'core +version 0 -> 3 +\(steps 1 2 3\)' "$output"
 expect_in 'client_states +version 0 -> 2' "$output"
 expect_in '\[1/4\] canvas-release-15.json: "kx-tavola" version 15 -> 32 +\(steps 16 17 .* 32\)' "$output"

@@ -143,6 +143,9 @@ bool DBMigrationRunner::runList(DBMigrationList const& list, DBMigrationReport& 
         if (step->version() <= module.fromVersion) {
             continue;
         }
+        if (m_stepStarting) {
+            m_stepStarting(*step);
+        }
         if (!m_connection.begin()) {
             fail(report, module.moduleName, step->version(), m_connection.lastError());
             return false;

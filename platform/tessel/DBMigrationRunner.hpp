@@ -5,6 +5,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -48,6 +49,10 @@ public:
 
     explicit DBMigrationRunner(SqlConnection& connection) : m_connection(connection) {}
 
+    /// Told of each step before it runs, for a progress line on long work.
+    using StepStarting = std::function<void(DBMigration const& step)>;
+    void setStepStarting(StepStarting stepStarting) { m_stepStarting = std::move(stepStarting); }
+
     /// Runs the chains in order. A store whose version of a module is above the end of its chain was written
     /// by a later release: that fails too, since this release can't know the tables.
     DBMigrationReport run(QList<std::shared_ptr<DBMigrationList>> const& lists);
@@ -66,6 +71,7 @@ private:
     bool runList(DBMigrationList const& list, DBMigrationReport& report);
 
     SqlConnection& m_connection;
+    StepStarting m_stepStarting;
 };
 
 } // namespace Tessel

@@ -16,15 +16,27 @@ namespace Tessel {
 
 DocumentStore::~DocumentStore() = default;
 
-bool DocumentStore::runChains(SqlConnection& connection,
-                              QList<std::shared_ptr<DBMigrationList>> const& chains, QString& error) {
-    DBMigrationReport const report = DBMigrationRunner(connection).run(chains);
+SqlConnection* DocumentStore::openOnce(std::unique_ptr<SqlConnection>& connection,
+                                       std::function<bool(SqlConnection&)> const& open,
+                                       QList<std::shared_ptr<DBMigrationList>> const& chains,
+                                       QString& error) {
+    if (connection) {
+        return connection.get();
+    }
+    auto opened = std::make_unique<SqlConnection>();
+    if (!open(*opened)) {
+        error = opened->lastError();
+        return nullptr;
+    }
+    DBMigrationReport const report = DBMigrationRunner(*opened).run(chains);
     if (report.failed) {
         error = QStringLiteral("Step %1 of '%2' failed: %3")
                     .arg(report.failedVersion)
                     .arg(report.failedModule, report.error);
+        return nullptr;
     }
-    return report.succeeded();
+    connection = std::move(opened);
+    return connection.get();
 }
 
 bool DocumentStore::writeListing(SqlConnection& connection, QByteArray const& id, QByteArray const& type,
@@ -82,19 +94,13 @@ SqlConnection* JsonDocumentStore::listing(QString& error) {
     if (m_listingChains.isEmpty()) {
         return nullptr;
     }
-    if (!m_listing) {
-        QDir().mkpath(m_directory);
-        auto connection = std::make_unique<SqlConnection>();
-        if (!connection->openSqlite(QDir(m_directory).filePath(QLatin1String(databaseFileName)))) {
-            error = connection->lastError();
-            return nullptr;
-        }
-        if (!runChains(*connection, m_listingChains, error)) {
-            return nullptr;
-        }
-        m_listing = std::move(connection);
-    }
-    return m_listing.get();
+    return openOnce(
+        m_listing,
+        [this](SqlConnection& connection) {
+            QDir().mkpath(m_directory);
+            return connection.openSqlite(QDir(m_directory).filePath(QLatin1String(databaseFileName)));
+        },
+        m_listingChains, error);
 }
 
 DocumentStore::ReadResult JsonDocumentStore::read(QByteArray const& id, ServerDocumentType const&,

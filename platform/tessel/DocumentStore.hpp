@@ -7,6 +7,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace Tessel {
@@ -50,10 +51,12 @@ public:
     virtual QString location(QByteArray const& id) const = 0;
 
 protected:
-    /// Brings the store's database forward through `chains`; false, with the module, step and reason in
-    /// `error`, when one failed.
-    static bool runChains(SqlConnection& connection, QList<std::shared_ptr<DBMigrationList>> const& chains,
-                          QString& error);
+    /// The database of a store: `connection` once it is open, else a new connection that `open` opens and
+    /// `chains` bring forward. Null, with the reason in `error`, when either fails; the next call tries
+    /// again.
+    static SqlConnection* openOnce(std::unique_ptr<SqlConnection>& connection,
+                                   std::function<bool(SqlConnection&)> const& open,
+                                   QList<std::shared_ptr<DBMigrationList>> const& chains, QString& error);
     /// Writes the row of `id` in the table "documents" that the server's core chain makes.
     static bool writeListing(SqlConnection& connection, QByteArray const& id, QByteArray const& type,
                              StoredListing const& listing, QString& error);

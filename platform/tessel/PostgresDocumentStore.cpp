@@ -4,6 +4,7 @@
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/SqlConnection.hpp"
+#include "platform/tessel/StoredDocument.hpp"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -21,18 +22,6 @@
 namespace Tessel {
 
 namespace {
-
-// Keys of the stored form that the tables hold apart.
-constexpr char kNodes[] = "nodes";
-constexpr char kId[] = "id";
-constexpr char kParentId[] = "parentId";
-constexpr char kType[] = "type";
-constexpr char kName[] = "name";
-constexpr char kAttributes[] = "attributes";
-constexpr char kTypeCode[] = "typeCode";
-constexpr char kValue[] = "value";
-constexpr char kValues[] = "values";
-constexpr char kSize[] = "size";
 
 QString key(char const* name) {
     return QString::fromLatin1(name);
@@ -244,21 +233,22 @@ bool columnBytes(QString const& sqlType, QString const& text, QByteArray& bytes)
 /// The stored form of a value read from a column.
 QJsonObject storedAttribute(ServerNodeTypeDefinition::AttributeDefinition const& definition,
                             QByteArray const& bytes) {
-    QJsonObject attribute{{key(kName), QString::fromUtf8(definition.name)},
-                          {key(kTypeCode), static_cast<qint64>(definition.typeCode)}};
+    QJsonObject attribute{{key(StoredKey::name), QString::fromUtf8(definition.name)},
+                          {key(StoredKey::typeCode), static_cast<qint64>(definition.typeCode)}};
     if ((definition.typeCode & Kelp::TYPE_VECTOR_FLAG) == 0) {
-        attribute.insert(key(kValue), QString::fromLatin1(bytes.toBase64()));
+        attribute.insert(key(StoredKey::value), QString::fromLatin1(bytes.toBase64()));
         return attribute;
     }
-    attribute.insert(key(kValues), QString::fromLatin1(bytes.toBase64()));
-    attribute.insert(key(kSize),
+    attribute.insert(key(StoredKey::values), QString::fromLatin1(bytes.toBase64()));
+    attribute.insert(key(StoredKey::size),
                      definition.valueSize ? bytes.size() / static_cast<int>(definition.valueSize) : 0);
     return attribute;
 }
 
 QByteArray storedBytes(QJsonObject const& attribute) {
-    QJsonValue const value =
-        attribute.contains(key(kValues)) ? attribute.value(key(kValues)) : attribute.value(key(kValue));
+    QJsonValue const value = attribute.contains(key(StoredKey::values))
+                                 ? attribute.value(key(StoredKey::values))
+                                 : attribute.value(key(StoredKey::value));
     return QByteArray::fromBase64(value.toString().toLatin1());
 }
 
@@ -282,18 +272,9 @@ QString PostgresDocumentStore::location(QByteArray const& id) const {
 }
 
 SqlConnection* PostgresDocumentStore::connection(QString& error) {
-    if (!m_connection) {
-        auto connection = std::make_unique<SqlConnection>();
-        if (!connection->openPostgres(m_connectionInfo)) {
-            error = connection->lastError();
-            return nullptr;
-        }
-        if (!runChains(*connection, m_chains, error)) {
-            return nullptr;
-        }
-        m_connection = std::move(connection);
-    }
-    return m_connection.get();
+    return openOnce(
+        m_connection, [this](SqlConnection& connection) { return connection.openPostgres(m_connectionInfo); },
+        m_chains, error);
 }
 
 PostgresDocumentStore::Columns const& PostgresDocumentStore::columnsOf(QString const& table) {
@@ -342,7 +323,7 @@ bool PostgresDocumentStore::write(QByteArray const& id, ServerDocumentType const
         return fail(error);
     }
     QJsonObject info = stored;
-    info.remove(key(kNodes));
+    info.remove(key(StoredKey::nodes));
     QSqlQuery& update = prepared(QStringLiteral("UPDATE documents SET info = CAST(? AS jsonb) WHERE id = ?"));
     update.addBindValue(QString::fromUtf8(QJsonDocument(info).toJson(QJsonDocument::Compact)));
     update.addBindValue(QString::fromUtf8(id));
@@ -355,7 +336,7 @@ bool PostgresDocumentStore::write(QByteArray const& id, ServerDocumentType const
         return fail(failed(clear, QStringLiteral("the document's former nodes")));
     }
     // Parents come before their children in the stored form, as the rows of children need their parents.
-    for (QJsonValue const& node : stored.value(key(kNodes)).toArray()) {
+    for (QJsonValue const& node : stored.value(key(StoredKey::nodes)).toArray()) {
         if (!writeNode(id, type, node.toObject(), error)) {
             return fail(error);
         }
@@ -368,9 +349,9 @@ bool PostgresDocumentStore::write(QByteArray const& id, ServerDocumentType const
 
 bool PostgresDocumentStore::writeNode(QByteArray const& documentId, ServerDocumentType const& type,
                                       QJsonObject const& node, QString& error) {
-    QString const id = node.value(key(kId)).toString();
-    QString const parent = node.value(key(kParentId)).toString();
-    QString const typeKey = node.value(key(kType)).toString();
+    QString const id = node.value(key(StoredKey::id)).toString();
+    QString const parent = node.value(key(StoredKey::parentId)).toString();
+    QString const typeKey = node.value(key(StoredKey::type)).toString();
     if (!isUuid(id) || (!parent.isEmpty() && !isUuid(parent))) {
         error = QStringLiteral("node '%1' has an id that is no UUID in lower case").arg(id);
         return false;
@@ -382,13 +363,13 @@ bool PostgresDocumentStore::writeNode(QByteArray const& documentId, ServerDocume
     QStringList texts;
     QStringList casts;
     QJsonArray leftovers;
-    for (QJsonValue const& value : node.value(key(kAttributes)).toArray()) {
+    for (QJsonValue const& value : node.value(key(StoredKey::attributes)).toArray()) {
         QJsonObject const attribute = value.toObject();
-        QByteArray const name = attribute.value(key(kName)).toString().toUtf8();
-        auto const typeCode = static_cast<unsigned>(attribute.value(key(kTypeCode)).toDouble());
+        QByteArray const name = attribute.value(key(StoredKey::name)).toString().toUtf8();
+        auto const typeCode = static_cast<unsigned>(attribute.value(key(StoredKey::typeCode)).toDouble());
         auto const column = columns.find(columnOf(name));
-        QString const text = column != columns.end() && column->first != QLatin1String(kId) && definition &&
-                                     definition->attributeTypeDefinition(name, typeCode)
+        QString const text = column != columns.end() && column->first != QLatin1String(StoredKey::id) &&
+                                     definition && definition->attributeTypeDefinition(name, typeCode)
                                  ? columnText(column->second, typeCode, storedBytes(attribute))
                                  : QString();
         if (text.isNull()) {
@@ -409,7 +390,7 @@ bool PostgresDocumentStore::writeNode(QByteArray const& documentId, ServerDocume
     insertNode.addBindValue(QString::fromUtf8(documentId));
     insertNode.addBindValue(parent.isEmpty() ? QVariant(QVariant::String) : QVariant(parent));
     insertNode.addBindValue(typeKey);
-    insertNode.addBindValue(node.value(key(kName)).toString());
+    insertNode.addBindValue(node.value(key(StoredKey::name)).toString());
     insertNode.addBindValue(leftovers.isEmpty()
                                 ? QVariant(QVariant::ByteArray)
                                 : QVariant(QJsonDocument(leftovers).toJson(QJsonDocument::Compact)));
@@ -462,12 +443,13 @@ DocumentStore::ReadResult PostgresDocumentStore::read(QByteArray const& id, Serv
     std::map<QString, QJsonObject> byId;
     QStringList order;
     while (nodes.next()) {
-        QJsonObject node{{key(kId), nodes.value(0).toString()},
-                         {key(kType), nodes.value(2).toString()},
-                         {key(kName), nodes.value(3).toString()},
-                         {key(kAttributes), QJsonDocument::fromJson(nodes.value(4).toByteArray()).array()}};
+        QJsonObject node{
+            {key(StoredKey::id), nodes.value(0).toString()},
+            {key(StoredKey::type), nodes.value(2).toString()},
+            {key(StoredKey::name), nodes.value(3).toString()},
+            {key(StoredKey::attributes), QJsonDocument::fromJson(nodes.value(4).toByteArray()).array()}};
         if (!nodes.value(1).isNull()) {
-            node.insert(key(kParentId), nodes.value(1).toString());
+            node.insert(key(StoredKey::parentId), nodes.value(1).toString());
         }
         order << nodes.value(0).toString();
         byId.emplace(order.last(), node);
@@ -480,7 +462,7 @@ DocumentStore::ReadResult PostgresDocumentStore::read(QByteArray const& id, Serv
     for (QString const& nodeId : order) {
         array.append(byId[nodeId]);
     }
-    result.insert(key(kNodes), array);
+    result.insert(key(StoredKey::nodes), array);
     // The tables are carried forward by the database chains: what they hold is this release's form.
     JSONMigrations::instance().markCurrent(type.name, result);
     stored = result;
@@ -491,7 +473,7 @@ bool PostgresDocumentStore::readValues(QByteArray const& documentId, ServerDocum
                                        std::map<QString, QJsonObject>& nodes, QString& error) {
     QSet<QString> typeKeys;
     for (auto const& node : nodes) {
-        typeKeys.insert(node.second.value(key(kType)).toString());
+        typeKeys.insert(node.second.value(key(StoredKey::type)).toString());
     }
     for (QString const& typeKey : typeKeys) {
         ServerNodeTypeDefinition const* const definition = type.nodeTypes.type(typeKey.toUtf8());
@@ -504,7 +486,7 @@ bool PostgresDocumentStore::readValues(QByteArray const& documentId, ServerDocum
         QStringList selected{QStringLiteral("id::text")};
         for (auto const& attribute : definition->attributes()) {
             auto const column = columns.find(columnOf(attribute.name));
-            if (column != columns.end() && column->first != QLatin1String(kId)) {
+            if (column != columns.end() && column->first != QLatin1String(StoredKey::id)) {
                 read.emplace_back(&attribute, column->second);
                 selected << columnAsText(column->first, column->second);
             }
@@ -521,7 +503,7 @@ bool PostgresDocumentStore::readValues(QByteArray const& documentId, ServerDocum
         }
         while (query.next()) {
             QJsonObject& node = nodes[query.value(0).toString()];
-            QJsonArray attributes = node.value(key(kAttributes)).toArray();
+            QJsonArray attributes = node.value(key(StoredKey::attributes)).toArray();
             for (std::size_t i = 0; i < read.size(); ++i) {
                 QVariant const value = query.value(static_cast<int>(i) + 1);
                 QByteArray bytes;
@@ -536,7 +518,7 @@ bool PostgresDocumentStore::readValues(QByteArray const& documentId, ServerDocum
                 }
                 attributes.append(storedAttribute(*read[i].first, bytes));
             }
-            node.insert(key(kAttributes), attributes);
+            node.insert(key(StoredKey::attributes), attributes);
         }
         query.finish();
     }

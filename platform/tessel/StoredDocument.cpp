@@ -22,19 +22,6 @@ namespace Tessel {
 
 namespace {
 
-// The keys of the stored form. Stored: never rename.
-constexpr char kNodes[] = "nodes";
-constexpr char kId[] = "id";
-constexpr char kParentId[] = "parentId";
-constexpr char kType[] = "type";
-constexpr char kName[] = "name";
-constexpr char kAttributes[] = "attributes";
-constexpr char kTypeCode[] = "typeCode";
-constexpr char kValue[] = "value";
-constexpr char kValues[] = "values";
-constexpr char kSize[] = "size";
-constexpr char kDocumentType[] = "documentType";
-
 QString text(char const* key) {
     return QString::fromLatin1(key);
 }
@@ -56,29 +43,29 @@ QByteArray fromBase64(QJsonValue const& value) {
 }
 
 QJsonObject storedAttribute(std::shared_ptr<ServerAttribute> const& attribute) {
-    QJsonObject stored{{text(kName), QString::fromUtf8(attribute->name())},
-                       {text(kTypeCode), static_cast<qint64>(attribute->typeCode())}};
+    QJsonObject stored{{text(StoredKey::name), QString::fromUtf8(attribute->name())},
+                       {text(StoredKey::typeCode), static_cast<qint64>(attribute->typeCode())}};
     if (ServerAttributeVectorContainer const* const vector = attribute->vectorContainer()) {
-        stored.insert(text(kValues), base64(vector->values()));
-        stored.insert(text(kSize), static_cast<qint64>(vector->count()));
+        stored.insert(text(StoredKey::values), base64(vector->values()));
+        stored.insert(text(StoredKey::size), static_cast<qint64>(vector->count()));
     } else {
-        stored.insert(text(kValue), base64(attribute->encodedValue().bytes));
+        stored.insert(text(StoredKey::value), base64(attribute->encodedValue().bytes));
     }
     return stored;
 }
 
 QJsonObject storedNode(ServerNode const& node) {
-    QJsonObject stored{{text(kId), QString::fromUtf8(node.guid())},
-                       {text(kType), QString::fromUtf8(node.typeKey())},
-                       {text(kName), QString::fromUtf8(node.name())}};
+    QJsonObject stored{{text(StoredKey::id), QString::fromUtf8(node.guid())},
+                       {text(StoredKey::type), QString::fromUtf8(node.typeKey())},
+                       {text(StoredKey::name), QString::fromUtf8(node.name())}};
     if (std::shared_ptr<ServerNode> const parent = node.parent()) {
-        stored.insert(text(kParentId), QString::fromUtf8(parent->guid()));
+        stored.insert(text(StoredKey::parentId), QString::fromUtf8(parent->guid()));
     }
     QJsonArray attributes;
     for (auto const& attribute : node.childAttributes()) {
         attributes.append(storedAttribute(attribute));
     }
-    stored.insert(text(kAttributes), attributes);
+    stored.insert(text(StoredKey::attributes), attributes);
     return stored;
 }
 
@@ -109,13 +96,13 @@ public:
         QHash<QString, std::vector<QJsonObject const*>> children;
         QHash<QString, int> seen;
         for (QJsonObject const& object : objects) {
-            QString const id = keyText(object.value(text(kId)));
+            QString const id = keyText(object.value(text(StoredKey::id)));
             if (id.isEmpty() || seen[id]++ > 0) {
                 Cobalt::Trace::warning("StoredDocument::restore # Left out a node with %s id '%s'",
                                        id.isEmpty() ? "no" : "a repeated", qPrintable(id));
                 continue;
             }
-            QString const parent = keyText(object.value(text(kParentId)));
+            QString const parent = keyText(object.value(text(StoredKey::parentId)));
             if (parent.isEmpty() && !root) {
                 root = &object;
             } else {
@@ -126,7 +113,7 @@ public:
             error = QStringLiteral("the stored document has no root node");
             return false;
         }
-        m_document.adoptRootGuid(keyText(root->value(text(kId))).toUtf8());
+        m_document.adoptRootGuid(keyText(root->value(text(StoredKey::id))).toUtf8());
         addAttributes(*root, *m_document.rootNode());
         int const hung = hangChildren(children);
         if (hung + 1 < seen.size()) {
@@ -163,16 +150,16 @@ private:
 
     std::shared_ptr<ServerNode> makeNode(QJsonObject const& object) {
         auto node = std::make_shared<ServerNode>(&m_document);
-        node->setGuid(keyText(object.value(text(kId))).toUtf8());
-        QString const name = keyText(object.value(text(kName)));
+        node->setGuid(keyText(object.value(text(StoredKey::id))).toUtf8());
+        QString const name = keyText(object.value(text(StoredKey::name)));
         node->setName(name.isEmpty() ? node->guid() : name.toUtf8());
-        node->setTypeKey(keyText(object.value(text(kType))).toUtf8());
+        node->setTypeKey(keyText(object.value(text(StoredKey::type))).toUtf8());
         addAttributes(object, *node);
         return node;
     }
 
     void addAttributes(QJsonObject const& object, ServerNode& node) {
-        for (QJsonValue const& value : object.value(text(kAttributes)).toArray()) {
+        for (QJsonValue const& value : object.value(text(StoredKey::attributes)).toArray()) {
             if (std::shared_ptr<ServerAttribute> const attribute = makeAttribute(value.toObject(), node)) {
                 node.addChildAttribute(attribute, false);
             }
@@ -181,10 +168,11 @@ private:
 
     /// The attribute a stored object describes; null, with a warning, when its type or value is unknown.
     std::shared_ptr<ServerAttribute> makeAttribute(QJsonObject const& stored, ServerNode const& node) {
-        QByteArray const name = keyText(stored.value(text(kName))).toUtf8();
+        QByteArray const name = keyText(stored.value(text(StoredKey::name))).toUtf8();
         unsigned const typeCode = typeCodeOf(stored, node.typeKey(), name);
         bool const vector = (typeCode & Kelp::TYPE_VECTOR_FLAG) != 0;
-        if (name.isEmpty() || typeCode == 0 || !stored.contains(text(vector ? kValues : kValue))) {
+        if (name.isEmpty() || typeCode == 0 ||
+            !stored.contains(text(vector ? StoredKey::values : StoredKey::value))) {
             Cobalt::Trace::warning(
                 "StoredDocument::restore # Left out attribute '%s' of node '%s': no type or value",
                 name.constData(), node.guid().constData());
@@ -192,13 +180,13 @@ private:
         }
         if (!vector) {
             return std::make_shared<ServerAttributeSimple>(&m_document, name, typeCode,
-                                                           fromBase64(stored.value(text(kValue))));
+                                                           fromBase64(stored.value(text(StoredKey::value))));
         }
-        QByteArray const values = vectorBytes(stored.value(text(kValues)));
+        QByteArray const values = vectorBytes(stored.value(text(StoredKey::values)));
         Kelp::TypeRegistry::TypeInfo const* const type = m_document.typeRegistry().findByCode(typeCode);
         unsigned const valueSize = type ? type->valueSize : 0;
-        unsigned const count = stored.contains(text(kSize))
-                                   ? static_cast<unsigned>(stored.value(text(kSize)).toInt())
+        unsigned const count = stored.contains(text(StoredKey::size))
+                                   ? static_cast<unsigned>(stored.value(text(StoredKey::size)).toInt())
                                : valueSize ? static_cast<unsigned>(values.size()) / valueSize
                                            : 0;
         if (valueSize != 0 && static_cast<qint64>(count) * valueSize != values.size()) {
@@ -214,8 +202,8 @@ private:
     /// The stored type code, or, for an attribute written without one (by a migration), the one its node's
     /// type declares; 0 when neither says.
     unsigned typeCodeOf(QJsonObject const& stored, QByteArray const& typeKey, QByteArray const& name) const {
-        if (stored.contains(text(kTypeCode))) {
-            return static_cast<unsigned>(stored.value(text(kTypeCode)).toDouble());
+        if (stored.contains(text(StoredKey::typeCode))) {
+            return static_cast<unsigned>(stored.value(text(StoredKey::typeCode)).toDouble());
         }
         ServerNodeTypeDefinition const* const type = m_document.nodeTypes().type(typeKey);
         auto const* const definition = type ? type->attributeDefinition(name) : nullptr;
@@ -238,14 +226,14 @@ QJsonObject StoredDocument::fromDocument(ServerDocument const& document) {
             pending.push_back(child.second.get());
         }
     }
-    QJsonObject stored{{text(kNodes), nodes},
-                       {text(kDocumentType), QString::fromUtf8(document.documentType())}};
+    QJsonObject stored{{text(StoredKey::nodes), nodes},
+                       {text(StoredKey::documentType), QString::fromUtf8(document.documentType())}};
     JSONMigrations::instance().markCurrent(document.documentType(), stored);
     return stored;
 }
 
 bool StoredDocument::restore(QJsonObject const& stored, ServerDocument& document, QString& error) {
-    return Restorer(document).restore(stored.value(text(kNodes)).toArray(), error);
+    return Restorer(document).restore(stored.value(text(StoredKey::nodes)).toArray(), error);
 }
 
 bool StoredDocument::write(QString const& path, QJsonObject const& stored, QString& error,

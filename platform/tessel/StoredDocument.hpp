@@ -10,6 +10,21 @@ namespace Tessel {
 
 class ServerDocument;
 
+/// The keys of the stored form, for every reader and writer of it. Stored: never rename.
+namespace StoredKey {
+constexpr char nodes[] = "nodes";
+constexpr char id[] = "id";
+constexpr char parentId[] = "parentId";
+constexpr char type[] = "type";
+constexpr char name[] = "name";
+constexpr char attributes[] = "attributes";
+constexpr char typeCode[] = "typeCode";
+constexpr char value[] = "value";
+constexpr char values[] = "values";
+constexpr char size[] = "size";
+constexpr char documentType[] = "documentType";
+} // namespace StoredKey
+
 /// The stored form of a server document, as JSON, and its files.
 ///
 /// The form is flat: "nodes" lists every node of the persistent tree, parents first, each with "id" (its

@@ -82,20 +82,18 @@ protected:
             << statement.toStdString() << ": " << error.toStdString();
     }
 
-    /// The SQL type of a column as PostgreSQL names it ("real", "ARRAY" ...); empty when there is none.
-    QString columnType(QString const& table, QString const& column) {
-        return scalar(
-                   QStringLiteral("SELECT data_type FROM information_schema.columns WHERE table_name = '%1' "
-                                  "AND column_name = '%2'")
-                       .arg(table, column))
+    /// A column's entry of `field` in the schema: "data_type" ("real", "ARRAY" ...) or "udt_name" ("_point",
+    /// "_bezier_node" ...); empty when there is no such column.
+    QString columnInfo(QString const& table, QString const& column,
+                       QString const& field = QStringLiteral("data_type")) {
+        return scalar(QStringLiteral("SELECT %1 FROM information_schema.columns WHERE table_name = '%2' "
+                                     "AND column_name = '%3'")
+                          .arg(field, table, column))
             .toString();
     }
+    QString columnType(QString const& table, QString const& column) { return columnInfo(table, column); }
     QString columnElementType(QString const& table, QString const& column) {
-        return scalar(
-                   QStringLiteral("SELECT udt_name FROM information_schema.columns WHERE table_name = '%1' "
-                                  "AND column_name = '%2'")
-                       .arg(table, column))
-            .toString();
+        return columnInfo(table, column, QStringLiteral("udt_name"));
     }
 
     /// A canvas with one stroke per path, each drawn with `lineWidth`; returns the strokes' ids in order.

@@ -83,7 +83,13 @@ bool upgradeDatabase(UpgradeArguments const& arguments, QTextStream& out, QTextS
         Qt::endl(err);
         return false;
     }
-    Tessel::DBMigrationReport const report = Tessel::DBMigrationRunner(connection).run(lists);
+    Tessel::DBMigrationRunner runner(connection);
+    // A step can take long on a big store (step 13 converts every stroke): each says when it starts.
+    runner.setStepStarting([&out](Tessel::DBMigration const& step) {
+        out << "  running step " << step.version() << " of " << step.moduleName() << "\n";
+        out.flush();
+    });
+    Tessel::DBMigrationReport const report = runner.run(lists);
     for (auto const& module : report.modules) {
         out << "  " << QStringLiteral("%1").arg(module.moduleName, -18) << " version " << module.fromVersion
             << " -> " << module.toVersion << "  (" << stepsText(module.stepsRun) << ")\n";

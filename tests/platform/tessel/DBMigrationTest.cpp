@@ -435,6 +435,18 @@ TEST_F(DBMigrationStore, RunnerRunsOnlyTheStepsAboveTheVersionReached) {
     EXPECT_EQ(runner.reachedVersion(alpha), 4);
 }
 
+TEST_F(DBMigrationStore, RunnerTellsOfEachStepBeforeItRuns) {
+    setVersion(alpha, 2);
+    DBMigrationRunner runner(m_connection);
+    std::vector<int> told;
+    runner.setStepStarting([&](Tessel::DBMigration const& step) {
+        told.push_back(step.version());
+        EXPECT_EQ(trail().size(), told.size() - 1) << "told before the step runs";
+    });
+    ASSERT_TRUE(runner.run(*recordingChain(alpha, 4)).succeeded());
+    EXPECT_EQ(told, (std::vector<int>{3, 4})) << "only the steps that run";
+}
+
 TEST_F(DBMigrationStore, RunnerPassesADummyStepAt22FromAStoreAt21) {
     auto list = recordingChain(alpha, 21);
     ASSERT_TRUE(list->append(std::make_shared<DummyMigration>(alpha, 22)));

@@ -5,6 +5,7 @@
 #include "tests/support/OperatorSites.hpp"
 
 #include "canvas/Note.hpp"
+#include "media/ImageAsset.hpp"
 #include "platform/tessel/DBMigration.hpp"
 #include "platform/tessel/DocumentInfo.hpp"
 #include "platform/tessel/DocumentStore.hpp"
@@ -61,6 +62,14 @@ protected:
             *ok = restoredWell;
         }
         return document;
+    }
+
+    /// Sets up a server to keep JSON files in the test's directory, listed in its SQLite file.
+    LiveSites::Configure listedStore() const {
+        auto store = std::make_shared<Tessel::JsonDocumentStore>(
+            m_directory.path(),
+            QList<std::shared_ptr<Tessel::DBMigrationList>>{Tessel::coreServerMigrationsSqlite()});
+        return [store](Tessel::TesselServer::Options& options) { options.store = store; };
     }
 
     QTemporaryDir m_directory;
@@ -302,12 +311,8 @@ TEST_F(StoredDocumentTest, AChangedDocumentIsStoredOnceTheDelayPassed) {
 }
 
 TEST_F(StoredDocumentTest, AStoreWithChainsListsItsDocumentsInItsSqliteFile) {
-    auto store = std::make_shared<Tessel::JsonDocumentStore>(
-        m_directory.path(),
-        QList<std::shared_ptr<Tessel::DBMigrationList>>{Tessel::coreServerMigrationsSqlite()});
     {
-        LiveSites sites(QStringLiteral("26.07.5"), nullptr, QString(),
-                        [store](Tessel::TesselServer::Options& options) { options.store = store; });
+        LiveSites sites(QStringLiteral("26.07.5"), nullptr, QString(), listedStore());
         sites.join("a");
         sites.server()->documentInfo("canvas")->nameAttribute = QStringLiteral("Plans");
         QString error;
@@ -330,13 +335,35 @@ TEST_F(StoredDocumentTest, AStoreWhoseChainsFailRefusesToStoreAndSaysWhy) {
     ASSERT_TRUE(database.open(QIODevice::WriteOnly));
     database.write("this is no database");
     database.close();
-    auto store = std::make_shared<Tessel::JsonDocumentStore>(
-        m_directory.path(),
-        QList<std::shared_ptr<Tessel::DBMigrationList>>{Tessel::coreServerMigrationsSqlite()});
-    LiveSites sites(QStringLiteral("26.07.5"), nullptr, QString(),
-                    [store](Tessel::TesselServer::Options& options) { options.store = store; });
+    LiveSites sites(QStringLiteral("26.07.5"), nullptr, QString(), listedStore());
     sites.join("a");
     QString error;
     EXPECT_FALSE(sites.server()->storeDocument("canvas", error));
     EXPECT_TRUE(error.contains(QStringLiteral("server.sqlite"))) << error.toStdString();
+}
+
+// "text-color" of a note and the pose of an image join their elements only in `initialize`: a client of a
+// later server must get their stored values all the same.
+TEST_F(StoredDocumentTest, ValuesOfAttributesThatJoinInInitializeReachTheClientsOfALaterServer) {
+    {
+        auto sites = server();
+        auto& a = sites->join("a");
+        sites->addToCanvas<Datamodel::Note>(a).textColor = Cobalt::ColorPMA(0.25f, 0.5f, 0, 1);
+        sites->addToCanvas<Datamodel::ImageAsset>(a).modelYaw = 0.5f;
+        sites->deliver();
+        QString error;
+        ASSERT_TRUE(sites->server()->storeDocument("canvas", error)) << error.toStdString();
+    }
+    auto later = server();
+    auto& b = later->join("b");
+    Datamodel::Note* note = nullptr;
+    Datamodel::ImageAsset* image = nullptr;
+    for (Basalt::Node::Entry const& entry : b.canvas().attributes()) {
+        note = note ? note : dynamic_cast<Datamodel::Note*>(entry.second);
+        image = image ? image : dynamic_cast<Datamodel::ImageAsset*>(entry.second);
+    }
+    ASSERT_NE(note, nullptr);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(note->textColor.value(), Cobalt::ColorPMA(0.25f, 0.5f, 0, 1));
+    EXPECT_EQ(image->modelYaw.value(), 0.5f);
 }
