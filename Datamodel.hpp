@@ -152,6 +152,7 @@
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/StoredDocumentUpgrade.hpp"
 #include "platform/tessel/Uuid.hpp"
+#include "platform/tessel/WebSocketTransport.hpp"
 #include "platform/tessel/WorkerThread.hpp"
 #include "platform/tessel/WireFormat.hpp"
 #include "session/Connection.hpp"

@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
     build-essential cmake pkg-config
-    qtbase5-dev libqt5sql5-sqlite libqt5sql5-psql
+    qtbase5-dev libqt5sql5-sqlite libqt5sql5-psql libqt5websockets5-dev
     libboost-dev
     libgtest-dev libgmock-dev googletest
     libbenchmark-dev

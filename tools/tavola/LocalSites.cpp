@@ -7,6 +7,7 @@
 #include "platform/kelp/TypeRegistry.hpp"
 #include "platform/tessel/DocumentStore.hpp"
 #include "platform/tessel/JSONMigration.hpp"
+#include "platform/tessel/PostgresDocumentStore.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 
 #include <QCoreApplication>
@@ -39,12 +40,18 @@ LocalSites::LocalSites() : m_registry(std::make_shared<Kelp::TypeRegistry>()) {
     Datamodel::registerTypes(*m_registry);
 }
 
-std::shared_ptr<Tessel::TesselServer> LocalSites::makeServer(QString const& storageDirectory) {
+std::shared_ptr<Tessel::TesselServer> LocalSites::makeServer(QString const& storageDirectory,
+                                                             QString const& postgres) {
     Tessel::TesselServer::Options options;
     options.executor = folly::getKeepAliveToken(&m_serverExecutor);
     options.typeRegistry = m_registry;
     if (!storageDirectory.isEmpty()) {
         options.assetDirectory = QDir(storageDirectory).filePath(QLatin1String(assetFolder));
+    }
+    if (!postgres.isEmpty()) {
+        options.store = std::make_shared<Tessel::PostgresDocumentStore>(
+            postgres, Datamodel::tavolaServerMigrationsPsql(options.assetDirectory));
+    } else if (!storageDirectory.isEmpty()) {
         // The documents as JSON files, listed in the server's SQLite file beside them.
         options.store = std::make_shared<Tessel::JsonDocumentStore>(
             storageDirectory,

@@ -3,6 +3,7 @@
 #include "tools/tavola/Demo.hpp"
 #include "tools/tavola/Inspect.hpp"
 #include "tools/tavola/Repair.hpp"
+#include "tools/tavola/Serve.hpp"
 #include "tools/tavola/Upgrade.hpp"
 
 #include <QCoreApplication>
@@ -32,6 +33,9 @@ std::map<QString, Command> const& commands() {
         {QStringLiteral("repair"),
          {QStringLiteral("open a stored canvas with the server's operators, store it back, list the repairs"),
           Tavola::repairHelp, Tavola::runRepair}},
+        {QStringLiteral("serve"),
+         {QStringLiteral("run a server that clients reach over WebSockets"), Tavola::serveHelp,
+          Tavola::runServe}},
         {QStringLiteral("upgrade"),
          {QStringLiteral("carry a server's store (database and stored documents) forward to this release"),
           Tavola::upgradeHelp, Tavola::runUpgrade}},

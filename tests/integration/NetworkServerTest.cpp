@@ -1,0 +1,188 @@
+// A server in a process of its own (`tavola serve`), reached over WebSockets on 127.0.0.1: the same frames
+// as in one process, carried by the network.
+
+#include "tests/support/LiveSites.hpp"
+
+#include "canvas/Note.hpp"
+#include "platform/tessel/ClientToServerConnection.hpp"
+#include "platform/tessel/DocumentConnection.hpp"
+#include "platform/tessel/NodeTransaction.hpp"
+#include "platform/tessel/QtExecutor.hpp"
+#include "platform/tessel/StoredDocument.hpp"
+#include "platform/tessel/WebSocketTransport.hpp"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QJsonDocument>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QWebSocket>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int kWaitMilliseconds = 10000;
+
+/// A `tavola serve` process on a free port of 127.0.0.1 with a data directory of its own, and clients of it
+/// on this thread's event loop.
+class NetworkServerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_data.isValid());
+        startServer();
+    }
+
+    void TearDown() override {
+        if (m_server.state() != QProcess::NotRunning) {
+            m_server.kill();
+            m_server.waitForFinished();
+        }
+    }
+
+    void startServer() {
+        m_server.start(QStringLiteral(TAVOLA_EXECUTABLE),
+                       {QStringLiteral("serve"), QStringLiteral("--data"), m_data.path(),
+                        QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
+        ASSERT_TRUE(m_server.waitForStarted()) << m_server.errorString().toStdString();
+        static QRegularExpression const s_listening(
+            QStringLiteral("listening on (ws://127\\.0\\.0\\.1:\\d+)"));
+        QString output;
+        QElapsedTimer clock;
+        clock.start();
+        while (!s_listening.match(output).hasMatch() && clock.elapsed() < kWaitMilliseconds &&
+               m_server.state() == QProcess::Running) {
+            m_server.waitForReadyRead(100);
+            output += QString::fromUtf8(m_server.readAllStandardOutput());
+        }
+        QRegularExpressionMatch const match = s_listening.match(output);
+        ASSERT_TRUE(match.hasMatch())
+            << "the server said: " << output.toStdString() << m_server.readAllStandardError().toStdString();
+        m_url = QUrl(match.captured(1));
+    }
+
+    /// Stops the server as a person does, with SIGTERM; true when it stopped by itself and well.
+    bool stopServer() {
+        m_server.terminate();
+        return m_server.waitForFinished(kWaitMilliseconds) && m_server.exitStatus() == QProcess::NormalExit &&
+               m_server.exitCode() == 0;
+    }
+
+    /// Runs the event loop until `done` holds or the wait is over; whether it holds.
+    static bool waitUntil(std::function<bool()> const& done) {
+        QElapsedTimer clock;
+        clock.start();
+        while (!done() && clock.elapsed() < kWaitMilliseconds) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        }
+        return done();
+    }
+
+    template <typename T>
+    T waitFor(folly::Future<T> future, char const* what) {
+        if (!waitUntil([&] { return future.isReady(); })) {
+            throw std::runtime_error(std::string("timed out waiting for ") + what);
+        }
+        return std::move(future).get();
+    }
+
+    struct Client {
+        std::shared_ptr<Tessel::ClientToServerConnection> connection;
+        std::shared_ptr<Tessel::DocumentConnection> document;
+    };
+
+    /// A client over the network with the canvas "canvas" open.
+    Client join(QString const& name) {
+        Client client;
+        auto link = waitFor(Tessel::WebSocketTransport::connect(m_url, folly::getKeepAliveToken(&m_executor)),
+                            "the socket to open");
+        client.connection = waitFor(
+            Tessel::ClientToServerConnection::connect(link, {name, name + QStringLiteral("-user"), 0},
+                                                      folly::getKeepAliveToken(&m_executor), m_registry),
+            "the server's greeting");
+        client.document =
+            waitFor(client.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
+                                                    Datamodel::SharedCanvas::elementFactory()),
+                    "the canvas to open");
+        return client;
+    }
+
+    /// Adds a note with `text` at `client`; returns its guid once the server applied it.
+    QByteArray addNote(Client& client, QString const& text) {
+        auto* note = new Datamodel::Note();
+        note->text = text;
+        Tessel::NodeTransaction transaction(*client.document);
+        transaction.addNode(*note, *client.document->documentRoot());
+        waitFor(transaction.commit(), "the server to apply the note");
+        return note->guid();
+    }
+
+    static Datamodel::Note* noteAt(Client const& client, QByteArray const& guid) {
+        return dynamic_cast<Datamodel::Note*>(client.document->findSharedElement(guid));
+    }
+
+    int m_argc = 0;
+    // First in, last out: the sockets and the executor need the event loop.
+    QCoreApplication m_application{m_argc, nullptr};
+    Tessel::QtExecutor m_executor;
+    std::shared_ptr<Kelp::TypeRegistry> m_registry = TestSupport::modelTypeRegistry();
+    QTemporaryDir m_data;
+    QProcess m_server;
+    QUrl m_url;
+};
+
+} // namespace
+
+TEST_F(NetworkServerTest, AChangeAtOneClientReachesAnotherThroughAServerProcess) {
+    Client a = join(QStringLiteral("a"));
+    Client b = join(QStringLiteral("b"));
+    QByteArray const guid = addNote(a, QStringLiteral("over the network"));
+    ASSERT_TRUE(waitUntil([&] { return noteAt(b, guid) != nullptr; })) << "b sees the note";
+    EXPECT_EQ(noteAt(b, guid)->text.value(), QStringLiteral("over the network"));
+
+    noteAt(b, guid)->text = QStringLiteral("changed at b");
+    EXPECT_TRUE(waitUntil([&] { return noteAt(a, guid)->text.value() == QLatin1String("changed at b"); }))
+        << "and a sees b's change";
+}
+
+TEST_F(NetworkServerTest, AServerStoppedBySigtermStoresItsDocumentsAndServesThemAfterARestart) {
+    QByteArray guid;
+    {
+        Client a = join(QStringLiteral("a"));
+        guid = addNote(a, QStringLiteral("kept across a restart"));
+        ASSERT_TRUE(stopServer()) << m_server.readAllStandardError().toStdString();
+        EXPECT_TRUE(waitUntil([&] { return !a.connection->isConnected(); }))
+            << "the client hears that it went";
+    }
+    QJsonObject stored;
+    QString error;
+    ASSERT_TRUE(Tessel::StoredDocument::read(QDir(m_data.path()).filePath(QStringLiteral("canvas.json")),
+                                             stored, error))
+        << error.toStdString();
+
+    startServer();
+    Client b = join(QStringLiteral("b"));
+    ASSERT_NE(noteAt(b, guid), nullptr) << "the restarted server serves the stored canvas";
+    EXPECT_EQ(noteAt(b, guid)->text.value(), QStringLiteral("kept across a restart"));
+}
+
+TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsGoOn) {
+    Client a = join(QStringLiteral("a"));
+    Client b = join(QStringLiteral("b"));
+    QWebSocket raw;
+    raw.open(m_url);
+    ASSERT_TRUE(waitUntil([&] { return raw.state() == QAbstractSocket::ConnectedState; }));
+    raw.sendBinaryMessage(QByteArray("\x01\x02 not a frame at all \xff", 24));
+    raw.sendBinaryMessage(QByteArray());
+
+    QByteArray const guid = addNote(a, QStringLiteral("still served"));
+    EXPECT_TRUE(waitUntil([&] { return noteAt(b, guid) != nullptr; })) << "the other clients go on";
+    QString log;
+    EXPECT_TRUE(waitUntil([&] {
+        log += QString::fromUtf8(m_server.readAllStandardError());
+        return log.contains(QStringLiteral("Refused a message"));
+    })) << "the refusal is logged: "
+        << log.toStdString();
+}

@@ -1,0 +1,126 @@
+// Links over WebSockets on 127.0.0.1, both ends in this process on this thread's event loop.
+
+#include "platform/tessel/WebSocketTransport.hpp"
+#include "platform/tessel/QtExecutor.hpp"
+
+#include "tests/support/ExceptionMessage.hpp"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+class WebSocketTransportTest : public ::testing::Test {
+protected:
+    /// Listens on a free port; each link accepted gets handlers that record what it hears.
+    void listen(Tessel::WebSocketLimits limits = Tessel::WebSocketLimits()) {
+        QString error;
+        m_listener = Tessel::WebSocketListener::listen(
+            QHostAddress::LocalHost, 0,
+            [this](std::shared_ptr<Tessel::MessageLink> link, QString const&) {
+                link->setHandlers([this](QByteArray const& frame) { m_received.push_back(frame); },
+                                  [this] { ++m_serverClosed; });
+                m_accepted.push_back(std::move(link));
+            },
+            folly::getKeepAliveToken(&m_executor), error, limits);
+        ASSERT_NE(m_listener, nullptr) << error.toStdString();
+    }
+
+    QUrl url() const { return QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(m_listener->port())); }
+
+    static bool waitUntil(std::function<bool()> const& done) {
+        QElapsedTimer clock;
+        clock.start();
+        while (!done() && clock.elapsed() < 5000) {
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+        }
+        return done();
+    }
+
+    std::shared_ptr<Tessel::MessageLink> connect() {
+        auto future = Tessel::WebSocketTransport::connect(url(), folly::getKeepAliveToken(&m_executor));
+        EXPECT_TRUE(waitUntil([&] { return future.isReady(); }));
+        return std::move(future).get();
+    }
+
+    int m_argc = 0;
+    QCoreApplication m_application{m_argc, nullptr};
+    Tessel::QtExecutor m_executor;
+    std::unique_ptr<Tessel::WebSocketListener> m_listener;
+    std::vector<std::shared_ptr<Tessel::MessageLink>> m_accepted;
+    std::vector<QByteArray> m_received;
+    int m_serverClosed = 0;
+};
+
+} // namespace
+
+TEST_F(WebSocketTransportTest, FramesArriveWholeAndInTheOrderTheyWereSent) {
+    listen();
+    auto const client = connect();
+    std::vector<QByteArray> sent;
+    for (int i = 0; i < 100; ++i) {
+        sent.push_back(QByteArray(i * 37, static_cast<char>(i)) + QByteArray::number(i));
+        client->send(sent.back());
+    }
+    EXPECT_TRUE(waitUntil([&] { return m_received.size() == sent.size(); }));
+    EXPECT_EQ(m_received, sent);
+}
+
+TEST_F(WebSocketTransportTest, AFrameAboveTheLimitClosesItsLinkAndNoOther) {
+    Tessel::WebSocketLimits limits;
+    limits.maximumFrameSize = 1024;
+    listen(limits);
+    auto const big = connect();
+    auto const small = connect();
+    int bigClosed = 0;
+    big->setHandlers([](QByteArray const&) {}, [&] { ++bigClosed; });
+    big->send(QByteArray(4096, 'x'));
+    EXPECT_TRUE(waitUntil([&] { return m_serverClosed == 1 && bigClosed == 1; }))
+        << "both ends hear the close";
+    EXPECT_TRUE(m_received.empty()) << "the frame is refused whole";
+
+    small->send(QByteArray(512, 'y'));
+    EXPECT_TRUE(waitUntil([&] { return m_received.size() == 1; })) << "the other link goes on";
+    EXPECT_TRUE(small->isOpen());
+}
+
+TEST_F(WebSocketTransportTest, ClosingOneEndTellsTheOtherOnce) {
+    listen();
+    auto const client = connect();
+    ASSERT_TRUE(waitUntil([&] { return m_accepted.size() == 1; }));
+    int clientClosed = 0;
+    client->setHandlers([](QByteArray const&) {}, [&] { ++clientClosed; });
+    m_accepted.front()->close();
+    EXPECT_TRUE(waitUntil([&] { return clientClosed == 1; }));
+    EXPECT_FALSE(client->isOpen());
+    client->send("after the close");
+    client->close();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(clientClosed, 1);
+    EXPECT_EQ(m_serverClosed, 1);
+}
+
+TEST_F(WebSocketTransportTest, ConnectingWhereNobodyListensFailsAndNamesTheAddress) {
+    listen();
+    QUrl const nobody = url();
+    m_listener.reset();
+    auto future = Tessel::WebSocketTransport::connect(nobody, folly::getKeepAliveToken(&m_executor));
+    ASSERT_TRUE(waitUntil([&] { return future.isReady(); }));
+    std::string const message = TestSupport::messageOf<std::runtime_error>([&] { std::move(future).get(); });
+    EXPECT_NE(message.find(nobody.toString().toStdString()), std::string::npos) << message;
+}
+
+TEST_F(WebSocketTransportTest, AnAddressThatCanNotBeListenedOnIsRefusedWithTheReason) {
+    listen();
+    QString error;
+    auto const second = Tessel::WebSocketListener::listen(
+        QHostAddress::LocalHost, m_listener->port(),
+        [](std::shared_ptr<Tessel::MessageLink>, QString const&) {}, folly::getKeepAliveToken(&m_executor),
+        error);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_TRUE(error.contains(QString::number(m_listener->port()))) << error.toStdString();
+}

@@ -1,0 +1,158 @@
+#include "tools/tavola/Serve.hpp"
+
+#include "tools/tavola/LocalSites.hpp"
+
+#include "operators/ServerOperators.hpp"
+#include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/WebSocketTransport.hpp"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <unistd.h>
+
+namespace Tavola {
+
+namespace {
+
+constexpr quint16 defaultPort = 7480;
+/// Items on a canvas nobody moved for this long are pinned.
+constexpr float autoPinSeconds = 60.0f;
+
+struct ServeArguments {
+    QString data;
+    QHostAddress address{QHostAddress::LocalHost};
+    quint16 port = defaultPort;
+    QString postgres;
+};
+
+bool parseListen(QString const& text, ServeArguments& parsed) {
+    int const colon = text.lastIndexOf(QLatin1Char(':'));
+    bool portRead = false;
+    uint const port = text.mid(colon + 1).toUInt(&portRead);
+    if (colon <= 0 || !portRead || port > 65535 || !parsed.address.setAddress(text.left(colon))) {
+        return false;
+    }
+    parsed.port = static_cast<quint16>(port);
+    return true;
+}
+
+bool parse(QStringList const& arguments, ServeArguments& parsed, QString& error) {
+    for (int i = 0; i < arguments.size(); ++i) {
+        QString const& option = arguments.at(i);
+        bool const known = option == QLatin1String("--data") || option == QLatin1String("--listen") ||
+                           option == QLatin1String("--postgres");
+        if (!known) {
+            error = QStringLiteral("unexpected argument '%1'").arg(option);
+            return false;
+        }
+        if (++i == arguments.size()) {
+            error = QStringLiteral("%1 needs a value").arg(option);
+            return false;
+        }
+        QString const& value = arguments.at(i);
+        if (option == QLatin1String("--data")) {
+            parsed.data = value;
+        } else if (option == QLatin1String("--postgres")) {
+            parsed.postgres = value;
+        } else if (!parseListen(value, parsed)) {
+            error = QStringLiteral("'%1' is no ADDRESS:PORT").arg(value);
+            return false;
+        }
+    }
+    if (parsed.data.isEmpty()) {
+        error = QStringLiteral("--data DIR is missing");
+        return false;
+    }
+    return true;
+}
+
+/// Turns SIGINT and SIGTERM into a quit of the event loop, through a pipe that the loop watches: a signal
+/// handler may do no more than write.
+class StopOnSignals {
+public:
+    StopOnSignals() {
+        if (::pipe(s_pipe) != 0) {
+            return;
+        }
+        m_notifier = std::make_unique<QSocketNotifier>(s_pipe[0], QSocketNotifier::Read);
+        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [] { QCoreApplication::quit(); });
+        std::signal(SIGINT, &StopOnSignals::handle);
+        std::signal(SIGTERM, &StopOnSignals::handle);
+    }
+    ~StopOnSignals() {
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGTERM, SIG_DFL);
+    }
+    StopOnSignals(StopOnSignals const&) = delete;
+    StopOnSignals& operator=(StopOnSignals const&) = delete;
+
+private:
+    static void handle(int) {
+        char const byte = 1;
+        [[maybe_unused]] auto const written = ::write(s_pipe[1], &byte, 1);
+    }
+
+    static inline int s_pipe[2] = {-1, -1};
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
+
+int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
+    QDir().mkpath(arguments.data);
+    Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
+    LocalSites sites;
+    auto server = sites.makeServer(arguments.data, arguments.postgres);
+    QString error;
+    auto const listener = Tessel::WebSocketListener::listen(
+        arguments.address, arguments.port,
+        [server](std::shared_ptr<Tessel::MessageLink> link, QString const& peer) {
+            Cobalt::Trace::info("tavola serve # Connection from %s", qUtf8Printable(peer));
+            server->accept(std::move(link));
+        },
+        folly::getKeepAliveToken(sites.serverExecutor()), error);
+    if (!listener) {
+        err << "tavola serve: " << error;
+        Qt::endl(err);
+        return 1;
+    }
+    StopOnSignals const stop;
+    out << "tavola serve: listening on ws://" << arguments.address.toString() << ":" << listener->port()
+        << ", documents in "
+        << (arguments.postgres.isEmpty() ? QDir(arguments.data).absolutePath()
+                                         : QStringLiteral("PostgreSQL"));
+    Qt::endl(out);
+    QCoreApplication::exec();
+    out << "tavola serve: stopping; every open document is stored";
+    Qt::endl(out);
+    return 0;
+}
+
+} // namespace
+
+QString serveHelp() {
+    return QStringLiteral(
+        "usage: tavola serve --data DIR [--listen ADDRESS:PORT] [--postgres CONNINFO]\n"
+        "\n"
+        "Runs a server that clients reach over WebSockets (ws://ADDRESS:PORT), with the same frames as a\n"
+        "server in their own process. It listens on 127.0.0.1:7480 unless told otherwise (port 0 takes a\n"
+        "free port; the line it prints names it). Documents are JSON files in DIR, listed in "
+        "DIR/server.sqlite,\n"
+        "or, with --postgres, in that PostgreSQL database; asset contents are in DIR/assets. The canvas\n"
+        "operators run in every open canvas. It logs one line per connection and per refused message, and\n"
+        "on SIGINT or SIGTERM stores every open document and stops.\n");
+}
+
+int runServe(QStringList const& arguments, QTextStream& out, QTextStream& err) {
+    ServeArguments parsed;
+    QString error;
+    if (!parse(arguments, parsed, error)) {
+        err << "tavola serve: " << error << " (see tavola serve --help)";
+        Qt::endl(err);
+        return 2;
+    }
+    return serve(parsed, out, err);
+}
+
+} // namespace Tavola
