@@ -103,26 +103,17 @@ void rewriteAttributes(QJsonObject& document, QString const& type, char const* s
 TableCellSizeMigration::TableCellSizeMigration() : Tessel::JSONMigration(7) {}
 
 bool TableCellSizeMigration::migrate(QJsonObject&, QJsonObject& document) {
-    // A document without nodes stays without them.
-    if (!document.contains(QStringLiteral("nodes"))) {
+    // Every node keeps its place in "nodes"; the tables get their widths and heights.
+    rewriteNodes(document, QStringLiteral("tavola_table"), [this](QJsonObject& node) {
+        Fathom::Vector2T<int> const grid = getGridSize(node);
+        QJsonArray attributes = attributesOf(node);
+        attributes.append(
+            floatArray(1.0f / static_cast<float>(grid.x), grid.x, QStringLiteral("column-widths")));
+        attributes.append(
+            floatArray(1.0f / static_cast<float>(grid.y), grid.y, QStringLiteral("row-heights")));
+        node.insert(QStringLiteral("attributes"), attributes);
         return true;
-    }
-    QJsonArray const nodes = document.value(QStringLiteral("nodes")).toArray();
-    QJsonArray migrated;
-    for (QJsonValue const& value : nodes) {
-        QJsonObject node = value.toObject();
-        if (node.value(QStringLiteral("type")).toString() == QLatin1String("tavola_table")) {
-            Fathom::Vector2T<int> const grid = getGridSize(node);
-            QJsonArray attributes = attributesOf(node);
-            attributes.append(
-                floatArray(1.0f / static_cast<float>(grid.x), grid.x, QStringLiteral("column-widths")));
-            attributes.append(
-                floatArray(1.0f / static_cast<float>(grid.y), grid.y, QStringLiteral("row-heights")));
-            node.insert(QStringLiteral("attributes"), attributes);
-        }
-        migrated.append(node);
-    }
-    document.insert(QStringLiteral("nodes"), migrated);
+    });
     return true;
 }
 

@@ -7,9 +7,13 @@
 #include <QJsonObject>
 #include <QJsonValue>
 
+#include <exception>
 #include <functional>
 #include <initializer_list>
+#include <optional>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 namespace Datamodel {
 
@@ -57,18 +61,58 @@ inline QByteArray singlesBytes(std::initializer_list<float> values) {
 
 /// Walks the stored document's "nodes" by index and hands each node of `type` (every node when `type` is
 /// empty) to `change`, which returns whether it changed the node. Changed nodes are written back, and
-/// "nodes" is assigned back when any changed. Returns whether any changed.
+/// "nodes" is assigned back when any changed. Returns whether any changed. An exception of `change` leaves
+/// the document as it was.
+///
+/// A big document is read by two threads, each handing its half of the nodes to `change`, which must
+/// therefore be safe to call from two threads at once; the changed nodes are written back in order on this
+/// thread. What comes out is what one thread would make.
 inline bool rewriteNodes(QJsonObject& document, QString const& type,
                          std::function<bool(QJsonObject& node)> const& change) {
+    // Below this count a second thread costs more than it saves.
+    constexpr int parallelCount = 4096;
     QJsonArray nodes = document.value(QStringLiteral("nodes")).toArray();
-    bool anyChanged = false;
-    for (int i = 0; i < nodes.size(); ++i) {
-        QJsonObject node = nodes.at(i).toObject();
-        if (!type.isEmpty() && node.value(QStringLiteral("type")).toString() != type) {
-            continue;
+    int const count = nodes.size();
+    std::vector<std::optional<QJsonObject>> changed(static_cast<std::size_t>(count));
+    // Each thread reads through a copy of its own: copies share the nodes, and reading them is safe.
+    auto const changeRange = [&](QJsonArray const own, int begin, int end) {
+        for (int i = begin; i < end; ++i) {
+            QJsonObject node = own.at(i).toObject();
+            if (!type.isEmpty() && node.value(QStringLiteral("type")).toString() != type) {
+                continue;
+            }
+            if (change(node)) {
+                changed[static_cast<std::size_t>(i)] = std::move(node);
+            }
         }
-        if (change(node)) {
-            nodes.replace(i, node);
+    };
+    if (count < parallelCount) {
+        changeRange(nodes, 0, count);
+    } else {
+        std::exception_ptr secondFailure;
+        std::thread second([&, own = nodes] {
+            try {
+                changeRange(own, count / 2, count);
+            } catch (...) {
+                secondFailure = std::current_exception();
+            }
+        });
+        std::exception_ptr firstFailure;
+        try {
+            changeRange(nodes, 0, count / 2);
+        } catch (...) {
+            firstFailure = std::current_exception();
+        }
+        second.join();
+        // The first half's failure is the one a single walk would have met first.
+        if (firstFailure || secondFailure) {
+            std::rethrow_exception(firstFailure ? firstFailure : secondFailure);
+        }
+    }
+    bool anyChanged = false;
+    for (int i = 0; i < count; ++i) {
+        if (changed[static_cast<std::size_t>(i)]) {
+            nodes.replace(i, *changed[static_cast<std::size_t>(i)]);
             anyChanged = true;
         }
     }

@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 using Datamodel::storedBytes;
 
 namespace {
@@ -147,4 +149,42 @@ TEST(VaryingWidthAnnotationJSONMigration, ValuesTooShortToReadThrowOutOfTheStep)
         }),
         message)
         << "a line width of two bytes";
+}
+
+// A big document is read by two threads: a stroke that can't be read in the second half must still leave
+// the whole document as it was, as it does in a small one.
+TEST(VaryingWidthAnnotationJSONMigration, AStrokeTooShortToReadLeavesABigDocumentAsItWas) {
+    constexpr int strokes = 6000;
+    QJsonArray nodes;
+    for (int i = 0; i < strokes; ++i) {
+        nodes.append(
+            node(QStringLiteral("s%1").arg(i), "canvas", "tavola_annotation",
+                 {i == 5000 ? pointsAttribute({1, 2}, 4) : pointsAttribute({0, 0, 1, 0, 2, 0, 3, 0}, 4)}));
+    }
+    QJsonObject document = documentOf(nodes);
+    QJsonObject const before = document;
+    QJsonObject context;
+    EXPECT_EQ(TestSupport::messageOf<std::out_of_range>(
+                  [&] { Datamodel::VaryingWidthAnnotationJSONMigration().migrate(context, document); }),
+              "BundleReader::read # tried to read past the end");
+    EXPECT_EQ(document, before);
+}
+
+TEST(VaryingWidthAnnotationJSONMigration, EveryStrokeOfABigDocumentBecomesNodesInPlace) {
+    constexpr int strokes = 6000;
+    QJsonArray nodes;
+    for (int i = 0; i < strokes; ++i) {
+        nodes.append(node(QStringLiteral("s%1").arg(i), "canvas", "tavola_annotation",
+                          {pointsAttribute({0, 0, 1, 0, 2, 0, static_cast<float>(i), 0}, 4)}));
+    }
+    QJsonObject const document = migrated<Datamodel::VaryingWidthAnnotationJSONMigration>(documentOf(nodes));
+    for (int i = 0; i < strokes; ++i) {
+        QJsonObject const points = nodeAt(document, i).value("attributes").toArray().at(0).toObject();
+        ASSERT_EQ(nodeAt(document, i).value("id").toString(), QStringLiteral("s%1").arg(i));
+        ASSERT_EQ(points.value("size").toInt(), 2) << "stroke " << i;
+        QByteArray const bytes = storedBytes(points.value("values"));
+        float lastPointX = 0;
+        std::memcpy(&lastPointX, bytes.constData() + 36 + 12, sizeof lastPointX);
+        ASSERT_EQ(lastPointX, static_cast<float>(i)) << "stroke " << i << " keeps its own last point";
+    }
 }

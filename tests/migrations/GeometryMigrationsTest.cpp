@@ -714,3 +714,37 @@ TEST(GeometryJSONMigrations, AMigratedNodeKeepsItsOtherKeysAndItsPlace) {
         }
     }
 }
+
+// --- Big documents: their nodes are read by two threads, and what comes out must be what one would make.
+
+TEST(GeometryJSONMigrations, EveryNoteOfABigDocumentMovesInPlaceAndADamagedOneInTheSecondHalfStaysAlone) {
+    constexpr int notes = 6000;
+    constexpr int damaged = 4500;
+    QJsonArray nodes;
+    for (int i = 0; i < notes; ++i) {
+        QJsonObject const location = i == damaged
+                                         ? attribute(QStringLiteral("location"), {1.0f})
+                                         : attribute(QStringLiteral("location"), {100.0f + i, 100.0f});
+        nodes.append(node(QStringLiteral("n%1").arg(i), s_note, {location}));
+    }
+    QJsonObject document = documentOf(nodes);
+    TestSupport::CapturedLog log;
+
+    ASSERT_TRUE(stepOf<Datamodel::NotePaddingJSONMigration>(16)(document));
+
+    for (int i = 0; i < notes; ++i) {
+        QJsonObject const migrated = nodeAt(document, i);
+        ASSERT_EQ(migrated.value(QStringLiteral("id")).toString(), QStringLiteral("n%1").arg(i))
+            << "order kept";
+        if (i == damaged) {
+            EXPECT_EQ(textOf(migrated), textOf(nodes.at(i).toObject())) << "the damaged note stays as it was";
+        } else {
+            ASSERT_EQ(singlesOf(migrated, QStringLiteral("location")), (std::vector<float>{70.0f + i, 70.0f}))
+                << "note " << i;
+        }
+    }
+    EXPECT_EQ(log.messagesUpTo(Cobalt::Trace::LEVEL_WARNING),
+              std::vector<std::string>{
+                  "NotePaddingJSONMigration # Failed to migrate node n4500: BundleReader::read # "
+                  "tried to read past the end"});
+}
