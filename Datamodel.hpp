@@ -151,6 +151,7 @@
 #include "platform/tessel/Settings.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/StoredDocumentUpgrade.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 #include "platform/tessel/Uuid.hpp"
 #include "platform/tessel/WebSocketTransport.hpp"
 #include "platform/tessel/WorkerThread.hpp"

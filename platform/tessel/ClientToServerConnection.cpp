@@ -77,6 +77,9 @@ folly::Future<std::shared_ptr<ClientToServerConnection>> ClientToServerConnectio
     hello.writeString(identity.installationName.toUtf8());
     hello.writeString(identity.userName.toUtf8());
     hello.writeInt32(static_cast<std::int32_t>(identity.userId));
+    if (!identity.password.isEmpty()) {
+        hello.writeString(identity.password.toUtf8());
+    }
     connection->send(Wire::MessageKind::Hello, hello);
     return welcome;
 }
@@ -151,6 +154,17 @@ bool ClientToServerConnection::handle(Wire::Frame& frame, QString& error) {
     if (frame.kind == Wire::MessageKind::Welcome) {
         error = QStringLiteral("malformed welcome");
         return handleWelcome(payload);
+    }
+    if (frame.kind == Wire::MessageKind::SignInRefused) {
+        QByteArray reason;
+        if (!Wire::PayloadReader(payload).text(reason).complete() || !m_welcome) {
+            error = QStringLiteral("unexpected refusal of the greeting");
+            return false;
+        }
+        auto const welcome = std::move(m_welcome);
+        welcome->setException(std::runtime_error(reason.toStdString()));
+        disconnect();
+        return true;
     }
     if (frame.kind == Wire::MessageKind::DocumentOpened) {
         error = QStringLiteral("malformed document");

@@ -54,6 +54,8 @@ public:
         QString userName;
         /// The user to act for; 0 for none.
         unsigned userId = 0;
+        /// The user's password, for a server whose users sign in; empty for none.
+        QString password = QString();
     };
 
     /// A connection that links to nothing. `idleExecutor` runs work when the client has nothing else to do;

@@ -12,6 +12,7 @@
 #include "platform/tessel/ServerAssets.hpp"
 #include "platform/tessel/ServerToClientConnection.hpp"
 #include "platform/tessel/StoredDocument.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 
 #include <QAbstractEventDispatcher>
 #include <QDir>
@@ -366,6 +367,44 @@ void TesselServer::receive(ServerToClientConnection& connection, QByteArray cons
     }
 }
 
+bool TesselServer::signIn(ServerToClientConnection& connection, QByteArray const& user,
+                          QByteArray const& password, std::int32_t& userId) {
+    if (!m_options.accounts || m_options.accounts->isEmpty()) {
+        return true;
+    }
+    unsigned const signedIn =
+        m_options.accounts->verify(QString::fromUtf8(user), QString::fromUtf8(password));
+    if (signedIn == 0) {
+        Cobalt::Trace::warning("TesselServer::receive # Refused the sign-in of '%s' at connection %u",
+                               user.constData(), connection.connectionId());
+        return false;
+    }
+    userId = static_cast<std::int32_t>(signedIn);
+    return true;
+}
+
+void TesselServer::refuseSignIn(ServerToClientConnection& connection) {
+    std::weak_ptr<TesselServer> const weak = weak_from_this();
+    unsigned const id = connection.connectionId();
+    auto const answer = [weak, id] {
+        std::shared_ptr<TesselServer> const server = weak.lock();
+        if (!server || !server->m_connections.count(id)) {
+            return;
+        }
+        Cobalt::BinaryData reason;
+        // One reason for every refusal: it tells nobody whether the user exists. The client closes the
+        // link; until then, not being greeted, it can do nothing.
+        reason.writeString("Sign-in failed");
+        server->m_connections.at(id)->send(Wire::MessageKind::SignInRefused, reason);
+    };
+    // A guess costs the delay: without an event loop to wait on, the answer goes at once.
+    if (QAbstractEventDispatcher::instance()) {
+        QTimer::singleShot(m_options.signInDelay, answer);
+    } else {
+        answer();
+    }
+}
+
 void TesselServer::refuse(ServerToClientConnection const& connection, QString const& error) const {
     Cobalt::Trace::error("TesselServer::receive # Refused a message of connection %s: %s",
                          connection.logName().constData(), qPrintable(error));
@@ -376,11 +415,21 @@ bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& fra
     if (frame.kind == Wire::MessageKind::Hello) {
         QByteArray installation;
         QByteArray user;
+        QByteArray password;
         std::int32_t userId = 0;
-        if (!Wire::PayloadReader(payload).text(installation).text(user).int32(userId).complete() ||
-            userId < 0) {
+        Wire::PayloadReader reader(payload);
+        reader.text(installation).text(user).int32(userId);
+        // The password comes only from clients that sign in.
+        if (reader.ok() && !payload.atEnd()) {
+            reader.text(password);
+        }
+        if (!reader.complete() || userId < 0) {
             error = QStringLiteral("malformed greeting");
             return false;
+        }
+        if (!signIn(connection, user, password, userId)) {
+            refuseSignIn(connection);
+            return true;
         }
         connection.greet(QString::fromUtf8(installation), QString::fromUtf8(user),
                          static_cast<unsigned>(userId));

@@ -26,6 +26,7 @@ namespace Tessel {
 
 class DocumentInfo;
 class DocumentStore;
+class UserAccounts;
 
 /// The key of a stored document under which the server keeps the document's information.
 constexpr char documentInfoKey[] = "documentInfo";
@@ -58,6 +59,12 @@ public:
         /// once. The timer is a `QTimer` on the server's thread, which must run a Qt event loop for it;
         /// documents are stored anyway when their last client leaves and when the server goes.
         std::chrono::milliseconds storeDelay{2000};
+        /// The users who sign in, when not null and not empty: a greeting must then name one of them with
+        /// its password, and the connection acts for that user whatever identifier it asked for. A refused
+        /// greeting is answered, after `signInDelay`, with one generic reason ("Sign-in failed"), and the
+        /// connection can do nothing until its client closes it.
+        std::shared_ptr<UserAccounts const> accounts;
+        std::chrono::milliseconds signInDelay{1000};
         /// Where the contents of assets are stored (`Settings::assetDir`), each file named by its hash; when
         /// empty, a temporary directory that goes with the server.
         QString assetDirectory;
@@ -158,6 +165,11 @@ private:
     /// Sends a message to every client that greeted the server.
     void broadcast(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const;
     void refuse(ServerToClientConnection const& connection, QString const& error) const;
+    /// The user a greeting signs in as: 0 for a refused one. Without accounts, the one it asked for.
+    bool signIn(ServerToClientConnection& connection, QByteArray const& user, QByteArray const& password,
+                std::int32_t& userId);
+    /// Answers a refused greeting after the delay; the connection stays without a user and greeting.
+    void refuseSignIn(ServerToClientConnection& connection);
 
     Options m_options;
     /// Holds the asset contents when no directory was given.

@@ -9,7 +9,7 @@ namespace Tessel::Wire {
 
 namespace {
 
-constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::AssetChunk);
+constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::SignInRefused);
 constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::MoveNode);
 // No document needs more; a count above it is a corrupt message, not a reason to reserve memory.
 constexpr std::int32_t maximumCount = 1 << 24;

@@ -19,7 +19,9 @@
 ///
 /// Payloads, value by value (S: string, B: bytes, I: int32, L: int64):
 ///
-///     Hello              S installation name, S user name, I user id asked for (0: none)
+///     Hello              S installation name, S user name, I user id asked for (0: none), and, when the
+///                        user signs in, S password
+///     SignInRefused      S reason: the server refused the greeting and closes the link
 ///     Welcome            S server version, I user id, I connection id, L server time (µs)
 ///     OpenDocument       S document id, S document type
 ///     DocumentOpened     S document id, S root guid, S root type key, S transient root guid (empty: no
@@ -86,6 +88,7 @@ enum class MessageKind : std::uint8_t {
     AssetRefused = 15,
     AssetPull = 16,
     AssetChunk = 17,
+    SignInRefused = 18,
 };
 
 /// Never renumber: the numbers travel.

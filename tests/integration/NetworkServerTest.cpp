@@ -1,6 +1,7 @@
 // A server in a process of its own (`tavola serve`), reached over WebSockets on 127.0.0.1: the same frames
 // as in one process, carried by the network.
 
+#include "tests/support/ExceptionMessage.hpp"
 #include "tests/support/LiveSites.hpp"
 
 #include "canvas/Note.hpp"
@@ -9,6 +10,7 @@
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/QtExecutor.hpp"
 #include "platform/tessel/StoredDocument.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 #include "platform/tessel/WebSocketTransport.hpp"
 
 #include <QCoreApplication>
@@ -32,8 +34,12 @@ class NetworkServerTest : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(m_data.isValid());
+        prepareData();
         startServer();
     }
+
+    /// Fills the data directory before the server starts.
+    virtual void prepareData() {}
 
     void TearDown() override {
         if (m_server.state() != QProcess::NotRunning) {
@@ -93,15 +99,19 @@ protected:
         std::shared_ptr<Tessel::DocumentConnection> document;
     };
 
-    /// A client over the network with the canvas "canvas" open.
-    Client join(QString const& name) {
-        Client client;
+    /// A client that greeted the server over the network as `user`, with `password` (none when empty).
+    folly::Future<std::shared_ptr<Tessel::ClientToServerConnection>>
+    greet(QString const& user, QString const& password = QString()) {
         auto link = waitFor(Tessel::WebSocketTransport::connect(m_url, folly::getKeepAliveToken(&m_executor)),
                             "the socket to open");
-        client.connection = waitFor(
-            Tessel::ClientToServerConnection::connect(link, {name, name + QStringLiteral("-user"), 0},
-                                                      folly::getKeepAliveToken(&m_executor), m_registry),
-            "the server's greeting");
+        return Tessel::ClientToServerConnection::connect(link, {QStringLiteral("tests"), user, 0, password},
+                                                         folly::getKeepAliveToken(&m_executor), m_registry);
+    }
+
+    /// A client over the network with the canvas "canvas" open.
+    Client join(QString const& name, QString const& password = QString()) {
+        Client client;
+        client.connection = waitFor(greet(name, password), "the server's greeting");
         client.document =
             waitFor(client.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
                                                     Datamodel::SharedCanvas::elementFactory()),
@@ -184,5 +194,61 @@ TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsG
         log += QString::fromUtf8(m_server.readAllStandardError());
         return log.contains(QStringLiteral("Refused a message"));
     })) << "the refusal is logged: "
+        << log.toStdString();
+}
+
+namespace {
+
+/// A server whose users sign in: alice, with the password "wonderland".
+class SignInNetworkTest : public NetworkServerTest {
+protected:
+    void prepareData() override {
+        Tessel::UserAccounts accounts;
+        QString error;
+        m_alice = accounts.addUser(QStringLiteral("alice"), QStringLiteral("wonderland"), error);
+        ASSERT_TRUE(
+            accounts.save(QDir(m_data.path()).filePath(QLatin1String(Tessel::UserAccounts::fileName)), error))
+            << error.toStdString();
+    }
+
+    /// The reason a greeting failed with, and how long the answer took.
+    std::pair<std::string, qint64> refusal(QString const& user, QString const& password) {
+        QElapsedTimer clock;
+        clock.start();
+        auto greeting = greet(user, password);
+        if (!waitUntil([&] { return greeting.isReady(); })) {
+            return {"<no answer>", clock.elapsed()};
+        }
+        std::string const reason =
+            TestSupport::messageOf<std::runtime_error>([&] { std::move(greeting).get(); });
+        return {reason, clock.elapsed()};
+    }
+
+    unsigned m_alice = 0;
+};
+
+} // namespace
+
+TEST_F(SignInNetworkTest, AUserWithItsPasswordSignsInAndActsAsItself) {
+    Client alice = join(QStringLiteral("alice"), QStringLiteral("wonderland"));
+    EXPECT_EQ(alice.connection->userId(), m_alice);
+    QByteArray const guid = addNote(alice, QStringLiteral("signed in"));
+    EXPECT_NE(noteAt(alice, guid), nullptr);
+}
+
+TEST_F(SignInNetworkTest, AWrongPasswordAndAnUnknownUserGetTheSameAnswerAfterADelay) {
+    auto const wrong = refusal(QStringLiteral("alice"), QStringLiteral("looking glass"));
+    auto const unknown = refusal(QStringLiteral("mallory"), QStringLiteral("wonderland"));
+    auto const none = refusal(QStringLiteral("alice"), QString());
+    EXPECT_EQ(wrong.first, "Sign-in failed");
+    EXPECT_EQ(unknown.first, wrong.first) << "the answer tells nobody whether the user exists";
+    EXPECT_EQ(none.first, wrong.first);
+    EXPECT_GE(wrong.second, 900) << "a guess costs time";
+    EXPECT_GE(unknown.second, 900);
+    QString log;
+    EXPECT_TRUE(waitUntil([&] {
+        log += QString::fromUtf8(m_server.readAllStandardError());
+        return log.contains(QStringLiteral("Refused the sign-in of 'mallory'"));
+    })) << "each refusal is logged: "
         << log.toStdString();
 }

@@ -9,6 +9,7 @@
 #include "platform/tessel/JSONMigration.hpp"
 #include "platform/tessel/PostgresDocumentStore.hpp"
 #include "platform/tessel/StoredDocument.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -40,9 +41,11 @@ LocalSites::LocalSites() : m_registry(std::make_shared<Kelp::TypeRegistry>()) {
     Datamodel::registerTypes(*m_registry);
 }
 
-std::shared_ptr<Tessel::TesselServer> LocalSites::makeServer(QString const& storageDirectory,
-                                                             QString const& postgres) {
+std::shared_ptr<Tessel::TesselServer>
+LocalSites::makeServer(QString const& storageDirectory, QString const& postgres,
+                       std::shared_ptr<Tessel::UserAccounts const> accounts) {
     Tessel::TesselServer::Options options;
+    options.accounts = std::move(accounts);
     options.executor = folly::getKeepAliveToken(&m_serverExecutor);
     options.typeRegistry = m_registry;
     if (!storageDirectory.isEmpty()) {

@@ -4,6 +4,7 @@
 
 #include "operators/ServerOperators.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 #include "platform/tessel/WebSocketTransport.hpp"
 
 #include <QCoreApplication>
@@ -102,9 +103,16 @@ private:
 int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
     QDir().mkpath(arguments.data);
     Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
-    LocalSites sites;
-    auto server = sites.makeServer(arguments.data, arguments.postgres);
+    auto accounts = std::make_shared<Tessel::UserAccounts>();
     QString error;
+    if (!accounts->load(QDir(arguments.data).filePath(QLatin1String(Tessel::UserAccounts::fileName)),
+                        error)) {
+        err << "tavola serve: " << error;
+        Qt::endl(err);
+        return 1;
+    }
+    LocalSites sites;
+    auto server = sites.makeServer(arguments.data, arguments.postgres, accounts);
     auto const listener = Tessel::WebSocketListener::listen(
         arguments.address, arguments.port,
         [server](std::shared_ptr<Tessel::MessageLink> link, QString const& peer) {
@@ -120,8 +128,9 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
     StopOnSignals const stop;
     out << "tavola serve: listening on ws://" << arguments.address.toString() << ":" << listener->port()
         << ", documents in "
-        << (arguments.postgres.isEmpty() ? QDir(arguments.data).absolutePath()
-                                         : QStringLiteral("PostgreSQL"));
+        << (arguments.postgres.isEmpty() ? QDir(arguments.data).absolutePath() : QStringLiteral("PostgreSQL"))
+        << (accounts->isEmpty() ? QStringLiteral(", no users: anyone may connect")
+                                : QStringLiteral(", %1 users sign in").arg(accounts->users().size()));
     Qt::endl(out);
     QCoreApplication::exec();
     out << "tavola serve: stopping; every open document is stored";
@@ -137,11 +146,11 @@ QString serveHelp() {
         "\n"
         "Runs a server that clients reach over WebSockets (ws://ADDRESS:PORT), with the same frames as a\n"
         "server in their own process. It listens on 127.0.0.1:7480 unless told otherwise (port 0 takes a\n"
-        "free port; the line it prints names it). Documents are JSON files in DIR, listed in "
-        "DIR/server.sqlite,\n"
-        "or, with --postgres, in that PostgreSQL database; asset contents are in DIR/assets. The canvas\n"
-        "operators run in every open canvas. It logs one line per connection and per refused message, and\n"
-        "on SIGINT or SIGTERM stores every open document and stops.\n");
+        "free port; the line it prints names it). Once DIR/users.json holds users (tavola user add), every\n"
+        "client signs in with a user's name and password. Documents are JSON files in DIR, listed in\n"
+        "DIR/server.sqlite, or, with --postgres, in that PostgreSQL database; asset contents are in\n"
+        "DIR/assets. The canvas operators run in every open canvas. It logs one line per connection and\n"
+        "per refused message, and on SIGINT or SIGTERM stores every open document and stops.\n");
 }
 
 int runServe(QStringList const& arguments, QTextStream& out, QTextStream& err) {

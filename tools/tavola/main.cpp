@@ -1,5 +1,6 @@
 // tavola: the command-line tool of the data model.
 
+#include "tools/tavola/Accounts.hpp"
 #include "tools/tavola/Demo.hpp"
 #include "tools/tavola/Inspect.hpp"
 #include "tools/tavola/Repair.hpp"
@@ -27,6 +28,8 @@ std::map<QString, Command> const& commands() {
         {QStringLiteral("demo"),
          {QStringLiteral("a server and two clients share a canvas and walk a note through its life"),
           Tavola::demoHelp, Tavola::runDemo}},
+        {QStringLiteral("group"),
+         {QStringLiteral("add a group of a server's users"), Tavola::groupHelp, Tavola::runGroup}},
         {QStringLiteral("inspect"),
          {QStringLiteral("the element tree of a stored document, with types, titles and values"),
           Tavola::inspectHelp, Tavola::runInspect}},
@@ -36,6 +39,9 @@ std::map<QString, Command> const& commands() {
         {QStringLiteral("serve"),
          {QStringLiteral("run a server that clients reach over WebSockets"), Tavola::serveHelp,
           Tavola::runServe}},
+        {QStringLiteral("user"),
+         {QStringLiteral("add a user of a server, or give one a new password"), Tavola::userHelp,
+          Tavola::runUser}},
         {QStringLiteral("upgrade"),
          {QStringLiteral("carry a server's store (database and stored documents) forward to this release"),
           Tavola::upgradeHelp, Tavola::runUpgrade}},
