@@ -3,6 +3,8 @@
 #include "platform/cobalt/Trace.hpp"
 
 #include <QElapsedTimer>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QThread>
 #include <QTimer>
 #include <QWebSocket>
@@ -226,13 +228,22 @@ std::unique_ptr<WebSocketListener> WebSocketListener::listen(QHostAddress const&
     listener->m_server =
         std::make_unique<QWebSocketServer>(QStringLiteral("tessel"), QWebSocketServer::NonSecureMode);
     QWebSocketServer* const server = listener->m_server.get();
-    if (!server->listen(address, port)) {
+    // The server takes the TCP connections itself, to send small frames at once instead of gathering them.
+    listener->m_tcp = std::make_unique<QTcpServer>();
+    QTcpServer* const tcp = listener->m_tcp.get();
+    if (!tcp->listen(address, port)) {
         error = QStringLiteral("Can't listen on %1:%2: %3")
                     .arg(address.toString())
                     .arg(port)
-                    .arg(server->errorString());
+                    .arg(tcp->errorString());
         return nullptr;
     }
+    QObject::connect(tcp, &QTcpServer::newConnection, server, [tcp, server] {
+        while (QTcpSocket* const socket = tcp->nextPendingConnection()) {
+            socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+            server->handleConnection(socket);
+        }
+    });
     QObject::connect(server, &QWebSocketServer::newConnection, server, [server, accept, executor, limits] {
         while (QWebSocket* const socket = server->nextPendingConnection()) {
             QString const peer =
@@ -243,10 +254,13 @@ std::unique_ptr<WebSocketListener> WebSocketListener::listen(QHostAddress const&
     return listener;
 }
 
-WebSocketListener::~WebSocketListener() = default;
+WebSocketListener::~WebSocketListener() {
+    // The WebSocket server holds connections the TCP server made: it goes first.
+    m_server.reset();
+}
 
 quint16 WebSocketListener::port() const {
-    return m_server->serverPort();
+    return m_tcp->serverPort();
 }
 
 } // namespace Tessel

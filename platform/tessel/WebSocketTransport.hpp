@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 
+class QTcpServer;
 class QWebSocket;
 class QWebSocketServer;
 
@@ -66,6 +67,7 @@ public:
 private:
     WebSocketListener() = default;
 
+    std::unique_ptr<QTcpServer> m_tcp;
     std::unique_ptr<QWebSocketServer> m_server;
 };
 
