@@ -10,6 +10,7 @@
 #include <QWebSocket>
 #include <QWebSocketServer>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <stdexcept>
@@ -244,19 +245,43 @@ std::unique_ptr<WebSocketListener> WebSocketListener::listen(QHostAddress const&
             server->handleConnection(socket);
         }
     });
-    QObject::connect(server, &QWebSocketServer::newConnection, server, [server, accept, executor, limits] {
-        while (QWebSocket* const socket = server->nextPendingConnection()) {
-            QString const peer =
-                QStringLiteral("%1:%2").arg(socket->peerAddress().toString()).arg(socket->peerPort());
-            accept(WebSocketTransport::adopt(socket, executor, limits), peer);
-        }
-    });
+    WebSocketListener* const self = listener.get();
+    QObject::connect(
+        server, &QWebSocketServer::newConnection, server, [self, server, accept, executor, limits] {
+            while (QWebSocket* const socket = server->nextPendingConnection()) {
+                QString const address = socket->peerAddress().toString();
+                QString const peer = QStringLiteral("%1:%2").arg(address).arg(socket->peerPort());
+                if (!self->admits(address, limits.maximumLinksPerAddress)) {
+                    Cobalt::Trace::warning(
+                        "WebSocketTransport # Refused a connection from %s: %d links from there are open",
+                        qUtf8Printable(peer), limits.maximumLinksPerAddress);
+                    socket->close(QWebSocketProtocol::CloseCodePolicyViolated,
+                                  QStringLiteral("too many connections"));
+                    socket->deleteLater();
+                    continue;
+                }
+                auto link = WebSocketTransport::adopt(socket, executor, limits);
+                self->m_links[address].push_back(link);
+                accept(std::move(link), peer);
+            }
+        });
     return listener;
 }
 
 WebSocketListener::~WebSocketListener() {
     // The WebSocket server holds connections the TCP server made: it goes first.
     m_server.reset();
+}
+
+bool WebSocketListener::admits(QString const& address, int maximum) {
+    std::vector<std::weak_ptr<MessageLink>>& links = m_links[address];
+    links.erase(std::remove_if(links.begin(), links.end(),
+                               [](std::weak_ptr<MessageLink> const& link) {
+                                   auto const open = link.lock();
+                                   return !open || !open->isOpen();
+                               }),
+                links.end());
+    return static_cast<int>(links.size()) < maximum;
 }
 
 quint16 WebSocketListener::port() const {

@@ -11,7 +11,9 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <memory>
+#include <vector>
 
 class QTcpServer;
 class QWebSocket;
@@ -30,6 +32,8 @@ struct WebSocketLimits {
     std::chrono::milliseconds heartbeat{5000};
     /// A link that hears nothing (no frame, no pong) for this long is closed.
     std::chrono::milliseconds idleTimeout{30000};
+    /// A listener refuses a connection from an address that holds this many open links already.
+    int maximumLinksPerAddress = 64;
 };
 
 /// Links over the network: frames of the wire format travel unchanged, one binary WebSocket message each.
@@ -67,8 +71,12 @@ public:
 private:
     WebSocketListener() = default;
 
+    /// Whether `address` may open one more link; drops the links that closed.
+    bool admits(QString const& address, int maximum);
+
     std::unique_ptr<QTcpServer> m_tcp;
     std::unique_ptr<QWebSocketServer> m_server;
+    std::map<QString, std::vector<std::weak_ptr<MessageLink>>> m_links;
 };
 
 } // namespace Tessel

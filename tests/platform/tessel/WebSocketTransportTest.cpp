@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QTcpSocket>
 
 #include <gtest/gtest.h>
 
@@ -123,4 +124,42 @@ TEST_F(WebSocketTransportTest, AnAddressThatCanNotBeListenedOnIsRefusedWithTheRe
         error);
     EXPECT_EQ(second, nullptr);
     EXPECT_TRUE(error.contains(QString::number(m_listener->port()))) << error.toStdString();
+}
+
+TEST_F(WebSocketTransportTest, AnAddressWithTooManyOpenLinksIsRefusedUntilOneCloses) {
+    Tessel::WebSocketLimits limits;
+    limits.maximumLinksPerAddress = 3;
+    listen(limits);
+    std::vector<std::shared_ptr<Tessel::MessageLink>> clients;
+    for (int i = 0; i < 3; ++i) {
+        clients.push_back(connect());
+    }
+    ASSERT_TRUE(waitUntil([&] { return m_accepted.size() == 3; }));
+    auto const refused = connect();
+    EXPECT_TRUE(waitUntil([&] { return !refused->isOpen(); })) << "the fourth is closed at once";
+    EXPECT_EQ(m_accepted.size(), 3u);
+
+    clients.front()->close();
+    ASSERT_TRUE(waitUntil([&] { return m_serverClosed == 1; }));
+    auto const admitted = connect();
+    EXPECT_TRUE(waitUntil([&] { return m_accepted.size() == 4; })) << "a closed link makes room";
+}
+
+// A peer that answers no ping and sends nothing is closed once the idle time is over.
+TEST_F(WebSocketTransportTest, APeerThatStaysSilentIsClosedAfterTheIdleTime) {
+    Tessel::WebSocketLimits limits;
+    limits.heartbeat = std::chrono::milliseconds(20);
+    limits.idleTimeout = std::chrono::milliseconds(100);
+    listen(limits);
+    // A socket that completes the opening handshake by hand and then never reads or answers again.
+    QTcpSocket silent;
+    silent.connectToHost(QHostAddress::LocalHost, m_listener->port());
+    ASSERT_TRUE(waitUntil([&] { return silent.state() == QAbstractSocket::ConnectedState; }));
+    silent.write("GET / HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+                 "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n");
+    ASSERT_TRUE(waitUntil([&] { return m_accepted.size() == 1; })) << "the handshake is accepted";
+    QElapsedTimer clock;
+    clock.start();
+    EXPECT_TRUE(waitUntil([&] { return m_serverClosed == 1; })) << "closed for its silence";
+    EXPECT_GE(clock.elapsed(), 50);
 }
