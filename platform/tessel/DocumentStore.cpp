@@ -1,5 +1,6 @@
 #include "platform/tessel/DocumentStore.hpp"
 
+#include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/DBMigrationRunner.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/SqlConnection.hpp"
@@ -11,10 +12,19 @@
 #include <QSqlQuery>
 #include <QUrl>
 #include <QVariant>
+#include <QtEndian>
 
 namespace Tessel {
 
 DocumentStore::~DocumentStore() = default;
+
+bool DocumentStore::journal(QByteArray const&, std::uint64_t, QByteArray const&, QString&) {
+    return true;
+}
+
+std::vector<DocumentStore::JournalEntry> DocumentStore::journalSince(QByteArray const&, std::uint64_t) {
+    return {};
+}
 
 SqlConnection* DocumentStore::openOnce(std::unique_ptr<SqlConnection>& connection,
                                        std::function<bool(SqlConnection&)> const& open,
@@ -118,6 +128,7 @@ bool JsonDocumentStore::write(QByteArray const& id, ServerDocumentType const& ty
     if (!StoredDocument::write(location(id), stored, error)) {
         return false;
     }
+    clearJournal(id);
     if (m_listingChains.isEmpty()) {
         return true;
     }
@@ -126,6 +137,7 @@ bool JsonDocumentStore::write(QByteArray const& id, ServerDocumentType const& ty
 }
 
 bool JsonDocumentStore::remove(QByteArray const& id, QString& error) {
+    clearJournal(id);
     QString const path = location(id);
     if (QFile::exists(path) && !QFile::remove(path)) {
         error = QStringLiteral("Can't remove '%1'").arg(path);
@@ -136,6 +148,68 @@ bool JsonDocumentStore::remove(QByteArray const& id, QString& error) {
     }
     SqlConnection* const database = listing(error);
     return database && removeListing(*database, id, error);
+}
+
+QString JsonDocumentStore::journalPath(QByteArray const& id) const {
+    QString path = location(id);
+    path.chop(static_cast<int>(qstrlen(".json")));
+    return path + QStringLiteral(".journal");
+}
+
+void JsonDocumentStore::clearJournal(QByteArray const& id) {
+    m_journals.erase(id);
+    QFile::remove(journalPath(id));
+}
+
+// An entry: the sequence (8 bytes), the length of the change (4 bytes), both little-endian, then the change.
+bool JsonDocumentStore::journal(QByteArray const& id, std::uint64_t sequence, QByteArray const& change,
+                                QString& error) {
+    std::unique_ptr<QFile>& file = m_journals[id];
+    if (!file) {
+        QDir().mkpath(m_directory);
+        file = std::make_unique<QFile>(journalPath(id));
+        if (!file->open(QIODevice::WriteOnly | QIODevice::Append)) {
+            error = QStringLiteral("Can't journal in '%1': %2").arg(file->fileName(), file->errorString());
+            file.reset();
+            return false;
+        }
+    }
+    QByteArray entry(12, '\0');
+    qToLittleEndian<quint64>(sequence, entry.data());
+    qToLittleEndian<quint32>(static_cast<quint32>(change.size()), entry.data() + 8);
+    entry += change;
+    if (file->write(entry) != entry.size() || !file->flush()) {
+        error = QStringLiteral("Can't journal in '%1': %2").arg(file->fileName(), file->errorString());
+        return false;
+    }
+    return true;
+}
+
+std::vector<DocumentStore::JournalEntry> JsonDocumentStore::journalSince(QByteArray const& id,
+                                                                         std::uint64_t afterSequence) {
+    QFile file(journalPath(id));
+    std::vector<JournalEntry> entries;
+    if (!file.open(QIODevice::ReadOnly)) {
+        return entries;
+    }
+    QByteArray const bytes = file.readAll();
+    for (qsizetype at = 0; at + 12 <= bytes.size();) {
+        JournalEntry entry;
+        entry.sequence = qFromLittleEndian<quint64>(bytes.constData() + at);
+        quint32 const length = qFromLittleEndian<quint32>(bytes.constData() + at + 8);
+        if (at + 12 + static_cast<qsizetype>(length) > bytes.size()) {
+            Cobalt::Trace::warning(
+                "JsonDocumentStore::journalSince # The journal of '%s' ends in a cut-off change",
+                id.constData());
+            break;
+        }
+        entry.change = bytes.mid(at + 12, static_cast<int>(length));
+        at += 12 + static_cast<qsizetype>(length);
+        if (entry.sequence > afterSequence) {
+            entries.push_back(std::move(entry));
+        }
+    }
+    return entries;
 }
 
 } // namespace Tessel

@@ -3,12 +3,16 @@
 #include "platform/cobalt/TimeStamp.hpp"
 
 #include <QByteArray>
+#include <QFile>
 #include <QJsonObject>
 #include <QList>
 #include <QString>
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <vector>
 
 namespace Tessel {
 
@@ -50,6 +54,20 @@ public:
     /// Where the store keeps `id`, for people: a file path, or a database and the document.
     virtual QString location(QByteArray const& id) const = 0;
 
+    /// One change of a document since it was last written, as the store's journal keeps it.
+    struct JournalEntry {
+        std::uint64_t sequence = 0;
+        QByteArray change;
+    };
+    /// Appends a change that the server applied to `id`, numbered `sequence`, so that it outlives the
+    /// server's process until the next `write` (which empties the journal). The change has left the
+    /// process when this returns. True, doing nothing, for a store that keeps no journal.
+    virtual bool journal(QByteArray const& id, std::uint64_t sequence, QByteArray const& change,
+                         QString& error);
+    /// The journaled changes of `id` numbered above `afterSequence`, in order; an entry that was cut off
+    /// (the process died while writing it) ends the journal.
+    virtual std::vector<JournalEntry> journalSince(QByteArray const& id, std::uint64_t afterSequence);
+
 protected:
     /// The database of a store: `connection` once it is open, else a new connection that `open` opens and
     /// `chains` bring forward. Null, with the reason in `error`, when either fails; the next call tries
@@ -85,7 +103,16 @@ public:
 
     QString const& directory() const { return m_directory; }
 
+    /// Appends to the file "<id>.journal" beside the document's, and flushes it to the system.
+    bool journal(QByteArray const& id, std::uint64_t sequence, QByteArray const& change,
+                 QString& error) override;
+    std::vector<JournalEntry> journalSince(QByteArray const& id, std::uint64_t afterSequence) override;
+
 private:
+    QString journalPath(QByteArray const& id) const;
+    /// Closes and deletes the journal of `id`: the document's file holds everything in it now.
+    void clearJournal(QByteArray const& id);
+
     /// The listing database, opened and brought forward on first use; null, with the reason in `error`,
     /// when it can't be. Also null when the store keeps no listing.
     SqlConnection* listing(QString& error);
@@ -93,6 +120,7 @@ private:
     QString m_directory;
     QList<std::shared_ptr<DBMigrationList>> m_listingChains;
     std::unique_ptr<SqlConnection> m_listing;
+    std::map<QByteArray, std::unique_ptr<QFile>> m_journals;
 };
 
 } // namespace Tessel

@@ -554,6 +554,22 @@ bool ServerDocument::applyTransaction(ServerDocumentConnection& acting,
     return true;
 }
 
+bool ServerDocument::replay(std::vector<Wire::Operation> const& operations, QString& error) {
+    if (!check(operations, error)) {
+        return false;
+    }
+    Step step(*this);
+    for (Wire::Operation const& operation : operations) {
+        try {
+            apply(operation);
+        } catch (std::exception const& failure) {
+            Cobalt::Trace::error("ServerDocument::replay # Change of '%s' failed: %s", m_id.constData(),
+                                 failure.what());
+        }
+    }
+    return true;
+}
+
 std::vector<Wire::Operation>
 ServerDocument::listsWrittenBy(std::vector<Wire::Operation> const& operations) const {
     QSet<QPair<QByteArray, QByteArray>> written;

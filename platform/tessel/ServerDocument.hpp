@@ -127,6 +127,10 @@ public:
     /// have lacked that change, and the client takes the server's list back before its later edits.
     bool applyTransaction(ServerDocumentConnection& acting, std::vector<Wire::Operation> const& operations,
                           QString& error, std::vector<Wire::Operation>* rebase = nullptr);
+    /// Applies again a transaction that was applied once and journaled, before any client or operator has
+    /// the document: checked as a client's would be, applied without an acting connection. False, changing
+    /// nothing, with the reason in `error`, when the check refuses it.
+    bool replay(std::vector<Wire::Operation> const& operations, QString& error);
     /// The whole value (SetVector) of each list that `operations` write, as the document holds it now: what
     /// a client whose transaction was refused takes back.
     std::vector<Wire::Operation> listsWrittenBy(std::vector<Wire::Operation> const& operations) const;

@@ -180,6 +180,9 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
         }
     }
     m_documents.emplace(id, opened);
+    if (isStored) {
+        replayJournal(*opened, stored);
+    }
     if (load) {
         load(*opened);
     }
@@ -187,6 +190,9 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
     listDocument(*opened);
     if (isStored) {
         restoreInfo(stored.value(QLatin1String(documentInfoKey)).toArray(), *documentInfo(id));
+    } else if (m_options.store && !load) {
+        // Stored at once, so that the changes journaled from now on find the same root when replayed.
+        storeQuietly(id);
     }
     return opened;
 }
@@ -234,6 +240,37 @@ void TesselServer::documentChanged(ServerDocument const& document) {
     scheduleStore(document.id());
 }
 
+void TesselServer::journal(QByteArray const& id, std::vector<Wire::Operation> const& operations) {
+    if (!m_options.store) {
+        return;
+    }
+    Cobalt::BinaryData change;
+    Wire::writeOperations(change, operations);
+    QString error;
+    if (!m_options.store->journal(id, ++m_journalSequences[id], change.data(), error)) {
+        Cobalt::Trace::error("TesselServer::journal # %s", qPrintable(error));
+    }
+}
+
+void TesselServer::replayJournal(ServerDocument& document, QJsonObject const& stored) {
+    auto const through =
+        static_cast<std::uint64_t>(stored.value(QLatin1String(journalSequenceKey)).toDouble());
+    std::uint64_t& sequence = m_journalSequences[document.id()];
+    sequence = through;
+    for (DocumentStore::JournalEntry const& entry : m_options.store->journalSince(document.id(), through)) {
+        Cobalt::BinaryData change(entry.change);
+        std::vector<Wire::Operation> operations;
+        QString error;
+        if (!Wire::readOperations(change, operations) || !document.replay(operations, error)) {
+            Cobalt::Trace::error(
+                "TesselServer::openDocument # Change %llu of the journal of '%s' can't be applied: %s",
+                static_cast<unsigned long long>(entry.sequence), document.id().constData(),
+                qPrintable(error.isEmpty() ? QStringLiteral("unreadable") : error));
+        }
+        sequence = entry.sequence;
+    }
+}
+
 void TesselServer::scheduleStore(QByteArray const& id) {
     // Without an event loop on this thread no timer fires: the document is stored when its last client
     // leaves and when the server goes.
@@ -266,6 +303,7 @@ bool TesselServer::removeDocument(QByteArray const& id) {
     m_documents.erase(found);
     m_listing.erase(id);
     m_storeScheduled.erase(id);
+    m_journalSequences.erase(id);
     if (QString error; m_options.store && !m_options.store->remove(id, error)) {
         Cobalt::Trace::error("TesselServer::removeDocument # %s", qPrintable(error));
     }
@@ -307,6 +345,9 @@ bool TesselServer::storeDocument(QByteArray const& id, QString& error) const {
         return false;
     }
     QJsonObject stored = StoredDocument::fromDocument(*open);
+    auto const sequence = m_journalSequences.find(id);
+    stored.insert(QLatin1String(journalSequenceKey),
+                  static_cast<qint64>(sequence == m_journalSequences.end() ? 0 : sequence->second));
     StoredListing listing;
     if (std::shared_ptr<DocumentInfo> const info = documentInfo(id)) {
         stored.insert(QLatin1String(documentInfoKey), storedInfo(*info));
@@ -518,6 +559,7 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
         answer.writeString(error.toUtf8());
         rebase = open ? open->listsWrittenBy(operations) : std::vector<Wire::Operation>();
     } else if (persistent) {
+        journal(id, operations);
         documentChanged(*open);
     }
     Wire::writeOperations(answer, rebase);

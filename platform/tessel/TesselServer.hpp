@@ -30,6 +30,9 @@ class UserAccounts;
 
 /// The key of a stored document under which the server keeps the document's information.
 constexpr char documentInfoKey[] = "documentInfo";
+/// The key of a stored document under which the server keeps the number of the last journaled change that
+/// the stored form holds.
+constexpr char journalSequenceKey[] = "journalSequence";
 class AssetStorage;
 class MessageLink;
 class ServerAssets;
@@ -123,8 +126,10 @@ public:
     bool removeDocument(QByteArray const& id);
     /// Writes an open document's persistent tree to the store, whole or not at all. False, with the reason
     /// in `error`, when it isn't open, the server stores nothing, or the write fails. A server with a store
-    /// also stores a document `storeDelay` after a client changed it, when its last client leaves, and
-    /// every open document when it is destroyed.
+    /// also stores a new document when it opens, a document `storeDelay` after a client changed it, when
+    /// its last client leaves, and every open document when it is destroyed. Between those writes, every
+    /// change a client made is journaled (`DocumentStore::journal`) before the client hears it applied,
+    /// so that a server that dies without storing serves it again when it opens the document.
     bool storeDocument(QByteArray const& id, QString& error) const;
     /// Where the store keeps a document (its file, for the JSON files of the embedded default); empty when
     /// nothing is stored.
@@ -147,6 +152,10 @@ private:
     void storeQuietly(QByteArray const& id) const;
     /// Stores a changed document once `storeDelay` has passed, with the others changed meanwhile.
     void scheduleStore(QByteArray const& id);
+    /// Journals a client's change that was applied, before the client hears so.
+    void journal(QByteArray const& id, std::vector<Wire::Operation> const& operations);
+    /// Applies again the changes journaled after the stored form of a document that opened.
+    void replayJournal(ServerDocument& document, QJsonObject const& stored);
     /// Lists a document that opened, and tells every client.
     void listDocument(ServerDocument const& document);
     /// Notes a client's change of a document's persistent tree: its size at once, its modified time at
@@ -182,6 +191,8 @@ private:
     /// Documents changed since they were last stored, and the timer that stores them.
     std::set<QByteArray> m_storeScheduled;
     std::unique_ptr<QTimer> m_storeTimer;
+    /// Per open document, the number of the last change journaled.
+    std::map<QByteArray, std::uint64_t> m_journalSequences;
     std::map<unsigned, std::unique_ptr<ServerToClientConnection>> m_connections;
     unsigned m_nextConnectionId = 1;
 };

@@ -178,6 +178,26 @@ TEST_F(NetworkServerTest, AServerStoppedBySigtermStoresItsDocumentsAndServesThem
     EXPECT_EQ(noteAt(b, guid)->text.value(), QStringLiteral("kept across a restart"));
 }
 
+// Killed with no chance to store anything: every change the server acknowledged is in its journal.
+TEST_F(NetworkServerTest, AServerKilledDuringAStreamOfChangesServesEveryAcknowledgedOneAfterARestart) {
+    std::vector<QByteArray> guids;
+    {
+        Client a = join(QStringLiteral("a"));
+        for (int i = 0; i < 20; ++i) {
+            guids.push_back(addNote(a, QStringLiteral("note %1").arg(i)));
+        }
+        m_server.kill();
+        ASSERT_TRUE(m_server.waitForFinished(kWaitMilliseconds));
+    }
+    startServer();
+    Client b = join(QStringLiteral("b"));
+    for (std::size_t i = 0; i < guids.size(); ++i) {
+        Datamodel::Note* const note = noteAt(b, guids[i]);
+        ASSERT_NE(note, nullptr) << "note " << i << " was acknowledged";
+        EXPECT_EQ(note->text.value(), QStringLiteral("note %1").arg(i));
+    }
+}
+
 TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsGoOn) {
     Client a = join(QStringLiteral("a"));
     Client b = join(QStringLiteral("b"));

@@ -45,6 +45,22 @@ protected:
     std::unique_ptr<LiveSites> server() const {
         return std::make_unique<LiveSites>(QStringLiteral("26.07.5"), nullptr, m_directory.path());
     }
+    /// The texts of the values stored in the file of `id`, decoded, one after the other.
+    QString storedText(QByteArray const& id = "canvas") const {
+        QJsonObject stored;
+        QString error;
+        if (!StoredDocument::read(fileOf(id), stored, error)) {
+            return QString();
+        }
+        QString text;
+        for (QJsonValue const& node : stored.value("nodes").toArray()) {
+            for (QJsonValue const& attribute : node.toObject().value("attributes").toArray()) {
+                text += QString::fromUtf8(
+                    QByteArray::fromBase64(attribute.toObject().value("value").toString().toLatin1()));
+            }
+        }
+        return text;
+    }
     QString fileOf(QByteArray const& id = "canvas") const {
         return QDir(m_directory.path()).filePath(QString::fromUtf8(id) + QStringLiteral(".json"));
     }
@@ -230,12 +246,22 @@ TEST_F(StoredDocumentTest, ADocumentIsStoredWhenItsLastClientLeaves) {
     auto sites = server();
     auto& a = sites->join("a");
     auto& b = sites->join("b");
+    sites->addToCanvas<Datamodel::Note>(a).text = QStringLiteral("written before leaving");
+    sites->deliver();
+    EXPECT_FALSE(storedText().contains(QStringLiteral("written before leaving"))) << "not stored before";
     a.connection->disconnect();
     sites->deliver();
-    EXPECT_FALSE(QFile::exists(fileOf())) << "b still has it open";
+    EXPECT_FALSE(storedText().contains(QStringLiteral("written before leaving"))) << "b still has it open";
     b.connection->disconnect();
     sites->deliver();
-    EXPECT_TRUE(QFile::exists(fileOf())) << "stored as the last client left";
+    EXPECT_TRUE(storedText().contains(QStringLiteral("written before leaving")))
+        << "stored as the last client left";
+}
+
+TEST_F(StoredDocumentTest, ANewDocumentIsStoredAsSoonAsItOpens) {
+    auto sites = server();
+    sites->join("a");
+    EXPECT_TRUE(QFile::exists(fileOf())) << "its root is kept from the start";
 }
 
 TEST_F(StoredDocumentTest, EveryOpenDocumentIsStoredWhenTheServerGoes) {
@@ -295,19 +321,14 @@ TEST_F(StoredDocumentTest, AChangedDocumentIsStoredOnceTheDelayPassed) {
     note->text = QStringLiteral("first");
     note->text = QStringLiteral("second");
     sites.deliver();
-    EXPECT_FALSE(QFile::exists(fileOf())) << "nothing is stored before the delay";
+    EXPECT_FALSE(storedText().contains(QStringLiteral("second"))) << "nothing is stored before the delay";
 
     QElapsedTimer clock;
     clock.start();
-    while (!QFile::exists(fileOf()) && clock.elapsed() < 5000) {
+    while (!storedText().contains(QStringLiteral("second")) && clock.elapsed() < 5000) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     }
-    ASSERT_TRUE(QFile::exists(fileOf())) << "stored once the delay passed";
-    QJsonObject stored;
-    QString error;
-    ASSERT_TRUE(StoredDocument::read(fileOf(), stored, error)) << error.toStdString();
-    EXPECT_TRUE(QJsonDocument(stored).toJson().contains(QByteArray("second").toBase64()))
-        << "the last value of the burst is what is stored";
+    EXPECT_TRUE(storedText().contains(QStringLiteral("second"))) << "the last value of the burst is stored";
 }
 
 TEST_F(StoredDocumentTest, AStoreWithChainsListsItsDocumentsInItsSqliteFile) {
@@ -366,4 +387,65 @@ TEST_F(StoredDocumentTest, ValuesOfAttributesThatJoinInInitializeReachTheClients
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(note->textColor.value(), Cobalt::ColorPMA(0.25f, 0.5f, 0, 1));
     EXPECT_EQ(image->modelYaw.value(), 0.5f);
+}
+
+// --- The journal: changes between two writes of a document
+
+TEST_F(StoredDocumentTest, TheJournalGivesBackTheChangesAfterASequenceAndAWriteEmptiesIt) {
+    Tessel::JsonDocumentStore store(m_directory.path());
+    QString error;
+    for (std::uint64_t sequence = 1; sequence <= 3; ++sequence) {
+        ASSERT_TRUE(store.journal(
+            "canvas", sequence, QByteArray("change ") + QByteArray::number(static_cast<qulonglong>(sequence)),
+            error))
+            << error.toStdString();
+    }
+    auto const since = store.journalSince("canvas", 1);
+    ASSERT_EQ(since.size(), 2u);
+    EXPECT_EQ(since[0].sequence, 2u);
+    EXPECT_EQ(since[1].change, QByteArray("change 3"));
+
+    LiveSites sites;
+    Tessel::ServerDocumentType const& type = *sites.server()->documentType(kCanvas);
+    ASSERT_TRUE(
+        store.write("canvas", type, QJsonObject{{"nodes", QJsonArray()}}, Tessel::StoredListing(), error));
+    EXPECT_TRUE(store.journalSince("canvas", 0).empty()) << "the written document holds them now";
+}
+
+TEST_F(StoredDocumentTest, AChangeCutOffInTheJournalEndsItAndTheOthersStay) {
+    Tessel::JsonDocumentStore store(m_directory.path());
+    QString error;
+    ASSERT_TRUE(store.journal("canvas", 1, "whole", error));
+    ASSERT_TRUE(store.journal("canvas", 2, "cut off here", error));
+    QString const journal = QDir(m_directory.path()).filePath(QStringLiteral("canvas.journal"));
+    QFile file(journal);
+    ASSERT_TRUE(file.resize(file.size() - 4)) << "the process died in the middle of the second";
+    TestSupport::CapturedLog log;
+    auto const entries = Tessel::JsonDocumentStore(m_directory.path()).journalSince("canvas", 0);
+    ASSERT_EQ(entries.size(), 1u);
+    EXPECT_EQ(entries[0].change, QByteArray("whole"));
+    EXPECT_EQ(log.messagesUpTo(Cobalt::Trace::LEVEL_WARNING).size(), 1u);
+}
+
+// A server that dies without storing: what its files held at that moment is what a new server serves.
+TEST_F(StoredDocumentTest, ChangesJournaledBeforeTheServerDiedAreServedByTheNextOne) {
+    QTemporaryDir crashed;
+    QByteArray guid;
+    {
+        auto sites = server();
+        auto& a = sites->join("a");
+        auto& note = sites->addToCanvas<Datamodel::Note>(a);
+        guid = note.guid();
+        note.text = QStringLiteral("acknowledged");
+        sites->deliver();
+        // The files as they are now, before any write of the document: its journal holds the note.
+        for (QString const& name : QDir(m_directory.path()).entryList(QDir::Files)) {
+            ASSERT_TRUE(QFile::copy(QDir(m_directory.path()).filePath(name), crashed.filePath(name)));
+        }
+    }
+    LiveSites later(QStringLiteral("26.07.5"), nullptr, crashed.path());
+    auto& b = later.join("b");
+    auto* note = dynamic_cast<Datamodel::Note*>(b.document->findSharedElement(guid));
+    ASSERT_NE(note, nullptr) << "the journaled note is back";
+    EXPECT_EQ(note->text.value(), QStringLiteral("acknowledged"));
 }
