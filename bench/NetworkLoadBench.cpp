@@ -8,6 +8,7 @@
 
 #include "bench/BenchReporting.hpp"
 #include "tests/support/LiveSites.hpp"
+#include "tests/support/ServerProcess.hpp"
 
 #include "canvas/Note.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
@@ -18,8 +19,6 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -30,6 +29,9 @@
 #include <map>
 #include <stdexcept>
 #include <vector>
+
+using TestSupport::waitFor;
+using TestSupport::waitUntil;
 
 namespace {
 
@@ -48,60 +50,6 @@ struct Figures {
 
 Figures g_figures;
 
-bool waitUntil(std::function<bool()> const& done, qint64 milliseconds = 20000) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done() && clock.elapsed() < milliseconds) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    }
-    return done();
-}
-
-template <typename T>
-T waitFor(folly::Future<T> future, char const* what) {
-    if (!waitUntil([&] { return future.isReady(); })) {
-        throw std::runtime_error(std::string("timed out waiting for ") + what);
-    }
-    return std::move(future).get();
-}
-
-/// The server process.
-class ServerProcess {
-public:
-    ServerProcess() {
-        m_process.start(QStringLiteral(TAVOLA_EXECUTABLE),
-                        {QStringLiteral("serve"), QStringLiteral("--data"), m_data.path(),
-                         QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
-        static QRegularExpression const s_listening(
-            QStringLiteral("listening on (ws://127\\.0\\.0\\.1:\\d+)"));
-        QString output;
-        QElapsedTimer clock;
-        clock.start();
-        while (!s_listening.match(output).hasMatch() && clock.elapsed() < 10000) {
-            m_process.waitForReadyRead(100);
-            output += QString::fromUtf8(m_process.readAllStandardOutput());
-        }
-        QRegularExpressionMatch const match = s_listening.match(output);
-        if (!match.hasMatch()) {
-            throw std::runtime_error("tavola serve did not start: " + output.toStdString());
-        }
-        url = QUrl(match.captured(1));
-    }
-    ~ServerProcess() {
-        m_process.terminate();
-        if (!m_process.waitForFinished(10000)) {
-            m_process.kill();
-            m_process.waitForFinished();
-        }
-    }
-
-    QUrl url;
-
-private:
-    QTemporaryDir m_data;
-    QProcess m_process;
-};
-
 struct Client {
     std::shared_ptr<Tessel::ClientToServerConnection> connection;
     std::shared_ptr<Tessel::DocumentConnection> document;
@@ -112,13 +60,15 @@ struct Client {
 void hundredClientsWriting(benchmark::State& state) {
     for (auto _ : state) {
         try {
-            ServerProcess server;
+            QTemporaryDir data;
+            TestSupport::ServerProcess server;
+            server.start(QStringLiteral(TAVOLA_EXECUTABLE), data.path());
             Tessel::QtExecutor executor;
             auto const registry = TestSupport::modelTypeRegistry();
             std::vector<Client> clients(kClients);
             for (int i = 0; i < kClients; ++i) {
                 auto link = waitFor(
-                    Tessel::WebSocketTransport::connect(server.url, folly::getKeepAliveToken(&executor)),
+                    Tessel::WebSocketTransport::connect(server.url(), folly::getKeepAliveToken(&executor)),
                     "a socket");
                 clients[i].connection =
                     waitFor(Tessel::ClientToServerConnection::connect(

@@ -33,7 +33,7 @@ struct WebSocketLimits {
     /// A link that hears nothing (no frame, no pong) for this long is closed.
     std::chrono::milliseconds idleTimeout{30000};
     /// A listener refuses a connection from an address that holds this many open links already.
-    int maximumLinksPerAddress = 64;
+    int maximumLinksPerAddress = 256;
 };
 
 /// Links over the network: frames of the wire format travel unchanged, one binary WebSocket message each.

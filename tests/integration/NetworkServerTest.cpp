@@ -3,6 +3,7 @@
 
 #include "tests/support/ExceptionMessage.hpp"
 #include "tests/support/LiveSites.hpp"
+#include "tests/support/ServerProcess.hpp"
 
 #include "canvas/Note.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
@@ -17,16 +18,15 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QJsonDocument>
-#include <QProcess>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QWebSocket>
 
 #include <gtest/gtest.h>
 
-namespace {
+using TestSupport::waitFor;
+using TestSupport::waitUntil;
 
-constexpr int kWaitMilliseconds = 10000;
+namespace {
 
 /// A `tavola serve` process on a free port of 127.0.0.1 with a data directory of its own, and clients of it
 /// on this thread's event loop.
@@ -41,58 +41,7 @@ protected:
     /// Fills the data directory before the server starts.
     virtual void prepareData() {}
 
-    void TearDown() override {
-        if (m_server.state() != QProcess::NotRunning) {
-            m_server.kill();
-            m_server.waitForFinished();
-        }
-    }
-
-    void startServer() {
-        m_server.start(QStringLiteral(TAVOLA_EXECUTABLE),
-                       {QStringLiteral("serve"), QStringLiteral("--data"), m_data.path(),
-                        QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")});
-        ASSERT_TRUE(m_server.waitForStarted()) << m_server.errorString().toStdString();
-        static QRegularExpression const s_listening(
-            QStringLiteral("listening on (ws://127\\.0\\.0\\.1:\\d+)"));
-        QString output;
-        QElapsedTimer clock;
-        clock.start();
-        while (!s_listening.match(output).hasMatch() && clock.elapsed() < kWaitMilliseconds &&
-               m_server.state() == QProcess::Running) {
-            m_server.waitForReadyRead(100);
-            output += QString::fromUtf8(m_server.readAllStandardOutput());
-        }
-        QRegularExpressionMatch const match = s_listening.match(output);
-        ASSERT_TRUE(match.hasMatch())
-            << "the server said: " << output.toStdString() << m_server.readAllStandardError().toStdString();
-        m_url = QUrl(match.captured(1));
-    }
-
-    /// Stops the server as a person does, with SIGTERM; true when it stopped by itself and well.
-    bool stopServer() {
-        m_server.terminate();
-        return m_server.waitForFinished(kWaitMilliseconds) && m_server.exitStatus() == QProcess::NormalExit &&
-               m_server.exitCode() == 0;
-    }
-
-    /// Runs the event loop until `done` holds or the wait is over; whether it holds.
-    static bool waitUntil(std::function<bool()> const& done) {
-        QElapsedTimer clock;
-        clock.start();
-        while (!done() && clock.elapsed() < kWaitMilliseconds) {
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        }
-        return done();
-    }
-
-    template <typename T>
-    T waitFor(folly::Future<T> future, char const* what) {
-        if (!waitUntil([&] { return future.isReady(); })) {
-            throw std::runtime_error(std::string("timed out waiting for ") + what);
-        }
-        return std::move(future).get();
-    }
+    void startServer() { ASSERT_NO_THROW(m_server.start(QStringLiteral(TAVOLA_EXECUTABLE), m_data.path())); }
 
     struct Client {
         std::shared_ptr<Tessel::ClientToServerConnection> connection;
@@ -102,8 +51,9 @@ protected:
     /// A client that greeted the server over the network as `user`, with `password` (none when empty).
     folly::Future<std::shared_ptr<Tessel::ClientToServerConnection>>
     greet(QString const& user, QString const& password = QString()) {
-        auto link = waitFor(Tessel::WebSocketTransport::connect(m_url, folly::getKeepAliveToken(&m_executor)),
-                            "the socket to open");
+        auto link = waitFor(
+            Tessel::WebSocketTransport::connect(m_server.url(), folly::getKeepAliveToken(&m_executor)),
+            "the socket to open");
         return Tessel::ClientToServerConnection::connect(link, {QStringLiteral("tests"), user, 0, password},
                                                          folly::getKeepAliveToken(&m_executor), m_registry);
     }
@@ -139,8 +89,7 @@ protected:
     Tessel::QtExecutor m_executor;
     std::shared_ptr<Kelp::TypeRegistry> m_registry = TestSupport::modelTypeRegistry();
     QTemporaryDir m_data;
-    QProcess m_server;
-    QUrl m_url;
+    TestSupport::ServerProcess m_server;
 };
 
 } // namespace
@@ -162,7 +111,7 @@ TEST_F(NetworkServerTest, AServerStoppedBySigtermStoresItsDocumentsAndServesThem
     {
         Client a = join(QStringLiteral("a"));
         guid = addNote(a, QStringLiteral("kept across a restart"));
-        ASSERT_TRUE(stopServer()) << m_server.readAllStandardError().toStdString();
+        ASSERT_TRUE(m_server.stop()) << m_server.takeLog().toStdString();
         EXPECT_TRUE(waitUntil([&] { return !a.connection->isConnected(); }))
             << "the client hears that it went";
     }
@@ -187,7 +136,6 @@ TEST_F(NetworkServerTest, AServerKilledDuringAStreamOfChangesServesEveryAcknowle
             guids.push_back(addNote(a, QStringLiteral("note %1").arg(i)));
         }
         m_server.kill();
-        ASSERT_TRUE(m_server.waitForFinished(kWaitMilliseconds));
     }
     startServer();
     Client b = join(QStringLiteral("b"));
@@ -202,7 +150,7 @@ TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsG
     Client a = join(QStringLiteral("a"));
     Client b = join(QStringLiteral("b"));
     QWebSocket raw;
-    raw.open(m_url);
+    raw.open(m_server.url());
     ASSERT_TRUE(waitUntil([&] { return raw.state() == QAbstractSocket::ConnectedState; }));
     raw.sendBinaryMessage(QByteArray("\x01\x02 not a frame at all \xff", 24));
     raw.sendBinaryMessage(QByteArray());
@@ -211,7 +159,7 @@ TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsG
     EXPECT_TRUE(waitUntil([&] { return noteAt(b, guid) != nullptr; })) << "the other clients go on";
     QString log;
     EXPECT_TRUE(waitUntil([&] {
-        log += QString::fromUtf8(m_server.readAllStandardError());
+        log += m_server.takeLog();
         return log.contains(QStringLiteral("Refused a message"));
     })) << "the refusal is logged: "
         << log.toStdString();
@@ -267,7 +215,7 @@ TEST_F(SignInNetworkTest, AWrongPasswordAndAnUnknownUserGetTheSameAnswerAfterADe
     EXPECT_GE(unknown.second, 900);
     QString log;
     EXPECT_TRUE(waitUntil([&] {
-        log += QString::fromUtf8(m_server.readAllStandardError());
+        log += m_server.takeLog();
         return log.contains(QStringLiteral("Refused the sign-in of 'mallory'"));
     })) << "each refusal is logged: "
         << log.toStdString();

@@ -131,12 +131,8 @@ TEST_F(PostgresStoreLiveTest, AClientOfTheLaterServerGetsTheValuesThatJoinAnElem
     storeACanvas();
     auto later = server();
     auto& b = later->join("b");
-    Datamodel::Note* note = nullptr;
-    Datamodel::ImageAsset* image = nullptr;
-    for (Basalt::Node::Entry const& entry : b.canvas().attributes()) {
-        note = note ? note : dynamic_cast<Datamodel::Note*>(entry.second);
-        image = image ? image : dynamic_cast<Datamodel::ImageAsset*>(entry.second);
-    }
+    auto* const note = b.firstOnCanvas<Datamodel::Note>();
+    auto* const image = b.firstOnCanvas<Datamodel::ImageAsset>();
     ASSERT_NE(note, nullptr);
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(note->text.value(), QStringLiteral("kept in the tables"));
@@ -166,10 +162,7 @@ TEST_F(PostgresStoreLiveTest, AMigrationOfTheTablesChangesWhatTheServerServes) {
     }
     auto later = server();
     auto& b = later->join("b");
-    Datamodel::Note* note = nullptr;
-    for (Basalt::Node::Entry const& entry : b.canvas().attributes()) {
-        note = note ? note : dynamic_cast<Datamodel::Note*>(entry.second);
-    }
+    auto* const note = b.firstOnCanvas<Datamodel::Note>();
     ASSERT_NE(note, nullptr);
     EXPECT_EQ(note->text.value(), QStringLiteral("rewritten by a later release"));
     EXPECT_EQ(note->location.value(), Fathom::Vector2T<float>(1, 2));

@@ -61,6 +61,17 @@ public:
         Datamodel::SharedCanvas& canvas() const {
             return *static_cast<Datamodel::SharedCanvas*>(document->documentRoot());
         }
+
+        /// The first child of the canvas that is an `E`; null when there is none.
+        template <typename E>
+        E* firstOnCanvas() const {
+            for (Basalt::Node::Entry const& entry : canvas().attributes()) {
+                if (auto* const element = dynamic_cast<E*>(entry.second)) {
+                    return element;
+                }
+            }
+            return nullptr;
+        }
     };
 
     /// Changes the server's options before it is made (its store, its delays ...).

@@ -377,12 +377,8 @@ TEST_F(StoredDocumentTest, ValuesOfAttributesThatJoinInInitializeReachTheClients
     }
     auto later = server();
     auto& b = later->join("b");
-    Datamodel::Note* note = nullptr;
-    Datamodel::ImageAsset* image = nullptr;
-    for (Basalt::Node::Entry const& entry : b.canvas().attributes()) {
-        note = note ? note : dynamic_cast<Datamodel::Note*>(entry.second);
-        image = image ? image : dynamic_cast<Datamodel::ImageAsset*>(entry.second);
-    }
+    auto* const note = b.firstOnCanvas<Datamodel::Note>();
+    auto* const image = b.firstOnCanvas<Datamodel::ImageAsset>();
     ASSERT_NE(note, nullptr);
     ASSERT_NE(image, nullptr);
     EXPECT_EQ(note->textColor.value(), Cobalt::ColorPMA(0.25f, 0.5f, 0, 1));
