@@ -7,6 +7,7 @@
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/ServerNode.hpp"
 #include "platform/tessel/ServerOperators.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 
 #include <QtEndian>
 
@@ -178,6 +179,34 @@ bool ServerDirectory::removeEntry(QMap<int, Entry>& entries, int id) {
     }
     changed.raise();
     return true;
+}
+
+void ServerDirectory::setAccounts(Tessel::UserAccounts const& accounts) {
+    m_users.clear();
+    m_groups.clear();
+    for (auto const& account : accounts.users()) {
+        DirectoryUser user;
+        user.id = static_cast<int>(account.second.id);
+        user.fullName = account.first;
+        for (auto const& group : accounts.groups()) {
+            if (group.second.members.contains(account.first)) {
+                user.groups << static_cast<int>(group.second.id);
+            }
+        }
+        m_users.insert(user.id, user);
+    }
+    DirectoryUser guest;
+    guest.id = static_cast<int>(Tessel::UserAccounts::guestId);
+    guest.fullName = QString::fromLatin1(Tessel::UserAccounts::guestName);
+    guest.isBlocked = !accounts.guestsAllowed();
+    m_users.insert(guest.id, guest);
+    for (auto const& account : accounts.groups()) {
+        DirectoryGroup group;
+        group.id = static_cast<int>(account.second.id);
+        group.name = account.first;
+        m_groups.insert(group.id, group);
+    }
+    changed.raise();
 }
 
 void ServerDirectory::publishIn(Tessel::ServerDocumentTypeOperators& registry) {

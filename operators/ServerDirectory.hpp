@@ -11,7 +11,8 @@
 
 namespace Tessel {
 class ServerDocumentTypeOperators;
-}
+class UserAccounts;
+} // namespace Tessel
 
 namespace Datamodel {
 
@@ -52,6 +53,10 @@ public:
     /// Adds a group or replaces the one with its id; false, changing nothing, for an id below 1.
     bool setGroup(DirectoryGroup const& group);
     bool removeGroup(int id);
+
+    /// Takes the users and groups of a server's accounts, in place of all it held: each user by its name,
+    /// in the groups that list it, and the guest, blocked unless guests are allowed.
+    void setAccounts(Tessel::UserAccounts const& accounts);
 
     QMap<int, DirectoryUser> const& users() const { return m_users; }
     QMap<int, DirectoryGroup> const& groups() const { return m_groups; }

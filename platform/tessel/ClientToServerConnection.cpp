@@ -207,17 +207,21 @@ bool ClientToServerConnection::handle(Wire::Frame& frame, QString& error) {
         }
         m_documentList->unlist(id);
         return true;
-    case Wire::MessageKind::CloseDocument:
-        if (!reader.complete()) {
+    case Wire::MessageKind::CloseDocument: {
+        QByteArray reason;
+        if (!reader.text(reason).complete()) {
             error = QStringLiteral("malformed close");
             return false;
         }
         // The server took the document away: it stops sharing, as if the link went.
+        Cobalt::Trace::warning("ClientToServerConnection::receive # The server closed '%s': %s",
+                               id.constData(), reason.constData());
         if (document) {
-            document->connectionLost();
+            document->connectionLost(QString::fromUtf8(reason));
         }
         m_documents.erase(id);
         return true;
+    }
     case Wire::MessageKind::Changes: {
         std::vector<Wire::Operation> operations;
         if (!reader.ok() || !Wire::readOperations(payload, operations) || !payload.atEnd()) {

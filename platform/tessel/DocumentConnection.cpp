@@ -331,7 +331,11 @@ void DocumentConnection::transactionAnswered(std::int64_t id, QString const& err
     if (!rebase.empty()) {
         ClientTransaction transaction;
         for (Wire::Operation const& serverValue : rebase) {
-            rebaseList(serverValue);
+            if (serverValue.kind == Wire::OperationKind::SetVector) {
+                rebaseList(serverValue);
+            } else {
+                applyOperation(serverValue);
+            }
         }
     }
     auto const found = m_waiting.find(id);
@@ -352,14 +356,15 @@ void DocumentConnection::transactionAnswered(std::int64_t id, QString const& err
     }
 }
 
-void DocumentConnection::connectionLost() {
+void DocumentConnection::connectionLost(QString const& reason) {
     m_live = false;
+    m_closeReason = reason;
     m_unanswered.clear();
     m_sent.clear();
     std::map<std::int64_t, folly::Promise<folly::Unit>> waiting;
     waiting.swap(m_waiting);
     for (auto& entry : waiting) {
-        entry.second.setException(std::runtime_error("Connection lost"));
+        entry.second.setException(std::runtime_error(reason.toStdString()));
     }
 }
 
@@ -400,6 +405,9 @@ void DocumentConnection::applyOperation(Wire::Operation const& operation) {
     case Wire::OperationKind::SetValue:
     case Wire::OperationKind::SetVector:
         applyValue(*element, operation.name, operation.typeCode, operation.bytes);
+        return;
+    case Wire::OperationKind::ClearValue:
+        clearValue(*element, operation.name);
         return;
     default:
         break;
@@ -490,6 +498,15 @@ void DocumentConnection::applyValue(Element& element, QByteArray const& name, un
         Cobalt::Trace::warning("DocumentConnection::applyChanges # Can't read the value of '%s' on '%s'",
                                name.constData(), element.guid().constData());
     }
+}
+
+void DocumentConnection::clearValue(Element& element, QByteArray const& name) {
+    Basalt::Attribute* const attribute = element.attribute(name);
+    if (!attribute || isUnanswered(element.guid(), name)) {
+        return;
+    }
+    ApplyingScope applying(m_applying, attribute);
+    attribute->clearValue(Basalt::Attribute::LAYER_USER);
 }
 
 AssetNode* DocumentConnection::assetNode(QByteArray const& publicHash) const {

@@ -106,13 +106,17 @@ public:
     /// Sends operations as one transaction; the future completes when the server applied them, and fails
     /// with the server's reason or "Connection lost".
     folly::Future<folly::Unit> sendTransaction(std::vector<Wire::Operation> operations);
-    /// The server's answer to a transaction; an empty error means applied. `rebase` holds the server's whole
-    /// value of lists that the transaction edited after another site changed them: each is taken, and the
-    /// edits of this client still unanswered are made on it again.
+    /// The server's answer to a transaction; an empty error means applied. For an applied one, `rebase` holds
+    /// the server's whole value of lists that the transaction edited after another site changed them: each
+    /// is taken, and the edits of this client still unanswered are made on it again. For a refused one, it
+    /// holds what takes the transaction back (`ServerDocument::restoreOperations`), applied the same way.
     void transactionAnswered(std::int64_t id, QString const& error,
                              std::vector<Wire::Operation> const& rebase = {});
-    /// The link went: stop sharing and fail what waits.
-    void connectionLost();
+    /// The link went, or the server took the document away for `reason`: stop sharing and fail what waits
+    /// with the reason.
+    void connectionLost(QString const& reason = QStringLiteral("Connection lost"));
+    /// Why the document stopped being shared; empty while it is live or before it was.
+    QString const& closeReason() const { return m_closeReason; }
     /// Shares an element and its subtree, adding it under its parent: indexes it by guid, watches it, and
     /// initialises each element not yet initialised. Appends the operations that tell the server.
     void shareSubtree(Element& element, std::vector<Wire::Operation>* operations);
@@ -143,6 +147,8 @@ private:
     void applyOperation(Wire::Operation const& operation);
     void addElement(Wire::Operation const& operation);
     void applyValue(Element& element, QByteArray const& name, unsigned typeCode, QByteArray const& bytes);
+    /// Lets an attribute fall back to its default: the server holds no value of it.
+    void clearValue(Element& element, QByteArray const& name);
     /// The attribute an operation names, with its encoding, when this client has it with the operation's type
     /// (any type for an edit of one value); null otherwise.
     Basalt::Attribute* attributeOf(Wire::Operation const& operation, TypeOfAttribute const*& type);
@@ -197,6 +203,7 @@ private:
     /// The attribute that takes a value from the server now: its change is no news to the server. Changes
     /// that listeners derive from it are, and go out as local writes.
     Basalt::Attribute const* m_applying = nullptr;
+    QString m_closeReason;
     bool m_live = false;
     /// The hash that each followed asset attribute holds, and the holders of each hash.
     QHash<Basalt::Attribute const*, QByteArray> m_assetHashes;

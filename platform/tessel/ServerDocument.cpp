@@ -69,6 +69,35 @@ Wire::Operation valueOperation(ServerAttribute const& attribute, QByteArray cons
     return operation;
 }
 
+Wire::Operation deletion(QByteArray const& guid) {
+    Wire::Operation operation;
+    operation.kind = Wire::OperationKind::DeleteNode;
+    operation.nodeGuid = guid;
+    return operation;
+}
+
+/// Moves a node to where it lies now.
+Wire::Operation moveBack(ServerNode const& node) {
+    Wire::Operation operation;
+    operation.kind = Wire::OperationKind::MoveNode;
+    operation.nodeGuid = node.guid();
+    operation.name = node.name();
+    operation.parentGuid = node.parent()->guid();
+    return operation;
+}
+
+/// The value of an attribute as the node holds it, or its clearing when the node holds none.
+Wire::Operation currentValue(ServerNode const& node, QByteArray const& name) {
+    if (std::shared_ptr<ServerAttribute> const attribute = node.childAttribute(name)) {
+        return valueOperation(*attribute, node.guid());
+    }
+    Wire::Operation operation;
+    operation.kind = Wire::OperationKind::ClearValue;
+    operation.nodeGuid = node.guid();
+    operation.name = name;
+    return operation;
+}
+
 /// Whether a guid or name can key a node: not empty, and without a NUL character.
 bool isUsableKey(QByteArray const& key) {
     return !key.isEmpty() && !key.contains('\0');
@@ -482,6 +511,9 @@ bool ServerDocument::check(std::vector<Wire::Operation> const& operations, QStri
         case Wire::OperationKind::GuidChanged:
             error = QStringLiteral("only the server gives new guids");
             return false;
+        case Wire::OperationKind::ClearValue:
+            error = QStringLiteral("only the server clears values");
+            return false;
         case Wire::OperationKind::MoveNode:
             if (!canMove(*this, operation, simulation, error)) {
                 return false;
@@ -571,17 +603,46 @@ bool ServerDocument::replay(std::vector<Wire::Operation> const& operations, QStr
 }
 
 std::vector<Wire::Operation>
-ServerDocument::listsWrittenBy(std::vector<Wire::Operation> const& operations) const {
-    QSet<QPair<QByteArray, QByteArray>> written;
-    for (Wire::Operation const& operation : operations) {
-        if (operation.kind >= Wire::OperationKind::SetVector &&
-            operation.kind <= Wire::OperationKind::ReplaceElement) {
-            written.insert(qMakePair(operation.nodeGuid, operation.name));
+ServerDocument::restoreOperations(std::vector<Wire::Operation> const& operations) const {
+    std::vector<Wire::Operation> restore;
+    QSet<QPair<QByteArray, QByteArray>> values;
+    QSet<QByteArray> nodes;
+    // Backwards, so that a node the transaction added goes before the parent it was added to is restored.
+    for (auto operation = operations.rbegin(); operation != operations.rend(); ++operation) {
+        std::shared_ptr<ServerNode> const node = findNode(operation->nodeGuid);
+        switch (operation->kind) {
+        case Wire::OperationKind::AddNode:
+            if (!node) {
+                restore.push_back(deletion(operation->nodeGuid));
+            }
+            break;
+        case Wire::OperationKind::DeleteNode:
+            if (node && !nodes.contains(operation->nodeGuid)) {
+                std::size_t const first = restore.size();
+                appendSubtree(*node, restore);
+                for (std::size_t added = first; added < restore.size(); ++added) {
+                    nodes.insert(restore[added].nodeGuid);
+                }
+            }
+            break;
+        case Wire::OperationKind::MoveNode:
+            if (node && node->parent() && !nodes.contains(operation->nodeGuid)) {
+                restore.push_back(moveBack(*node));
+                nodes.insert(operation->nodeGuid);
+            }
+            break;
+        case Wire::OperationKind::GuidChanged:
+        case Wire::OperationKind::ClearValue:
+            break;
+        default:
+            if (node && !values.contains(qMakePair(operation->nodeGuid, operation->name))) {
+                restore.push_back(currentValue(*node, operation->name));
+                values.insert(qMakePair(operation->nodeGuid, operation->name));
+            }
+            break;
         }
     }
-    std::vector<Wire::Operation> lists;
-    appendLists(written, lists);
-    return lists;
+    return restore;
 }
 
 void ServerDocument::appendLists(QSet<QPair<QByteArray, QByteArray>> const& keys,

@@ -131,9 +131,10 @@ public:
     /// the document: checked as a client's would be, applied without an acting connection. False, changing
     /// nothing, with the reason in `error`, when the check refuses it.
     bool replay(std::vector<Wire::Operation> const& operations, QString& error);
-    /// The whole value (SetVector) of each list that `operations` write, as the document holds it now: what
-    /// a client whose transaction was refused takes back.
-    std::vector<Wire::Operation> listsWrittenBy(std::vector<Wire::Operation> const& operations) const;
+    /// What a client whose transaction was refused applies to take it back: for each value it wrote, the
+    /// value the document holds now (ClearValue when it holds none); each node it added deleted, each node
+    /// it deleted added again with its subtree, each node it moved moved back.
+    std::vector<Wire::Operation> restoreOperations(std::vector<Wire::Operation> const& operations) const;
 
     /// Queues a change for the clients, on behalf of the acting connection.
     void publish(Wire::Operation const& operation);

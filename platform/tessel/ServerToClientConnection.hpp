@@ -28,6 +28,10 @@ public:
     QString const& installationName() const { return m_installationName; }
     /// Whether the client said who it is.
     bool isGreeted() const { return m_greeted; }
+    /// Whether the server trusts the client (one of its own in this process): it signs in as whoever it
+    /// says and is not asked the access policy.
+    bool isTrusted() const { return m_trusted; }
+    void setTrusted(bool trusted) { m_trusted = trusted; }
     /// Who the client says it is (its greeting).
     void greet(QString installationName, QString userName, unsigned userId);
 
@@ -48,6 +52,7 @@ private:
     QString m_userName;
     QString m_installationName;
     bool m_greeted = false;
+    bool m_trusted = false;
 };
 
 } // namespace Tessel

@@ -2,6 +2,7 @@
 
 #include "platform/cobalt/TimeStamp.hpp"
 #include "platform/cobalt/Trace.hpp"
+#include "platform/tessel/AccessPolicy.hpp"
 #include "platform/tessel/AssetStorage.hpp"
 #include "platform/tessel/AssetTransfer.hpp"
 #include "platform/tessel/DocumentInfo.hpp"
@@ -23,6 +24,14 @@
 namespace Tessel {
 
 namespace {
+
+/// What the server sends a client it takes out of a document: the document and why.
+Cobalt::BinaryData closing(QByteArray const& id, QString const& reason) {
+    Cobalt::BinaryData payload;
+    payload.writeString(id);
+    payload.writeString(reason.toUtf8());
+    return payload;
+}
 
 StoredListing listingOf(DocumentInfo const& info) {
     StoredListing listing;
@@ -107,9 +116,9 @@ std::shared_ptr<ServerDocumentType const> TesselServer::documentType(QByteArray 
     return found == m_types.end() ? nullptr : found->second;
 }
 
-void TesselServer::accept(std::shared_ptr<MessageLink> link) {
+void TesselServer::accept(std::shared_ptr<MessageLink> link, Trust trust) {
     std::weak_ptr<TesselServer> const weak = weak_from_this();
-    m_options.executor->add([weak, link] {
+    m_options.executor->add([weak, link, trust] {
         std::shared_ptr<TesselServer> const server = weak.lock();
         if (!server) {
             link->close();
@@ -117,6 +126,7 @@ void TesselServer::accept(std::shared_ptr<MessageLink> link) {
         }
         unsigned const id = server->m_nextConnectionId++;
         auto connection = std::make_unique<ServerToClientConnection>(link, id);
+        connection->setTrusted(trust == Trust::Trusted);
         ServerToClientConnection* const raw = connection.get();
         server->m_connections.emplace(id, std::move(connection));
         link->setHandlers(
@@ -134,10 +144,11 @@ void TesselServer::accept(std::shared_ptr<MessageLink> link) {
     });
 }
 
-std::shared_ptr<MessageLink> TesselServer::connectInProcess(folly::Executor::KeepAlive<> clientExecutor) {
+std::shared_ptr<MessageLink> TesselServer::connectInProcess(folly::Executor::KeepAlive<> clientExecutor,
+                                                            Trust trust) {
     InProcessTransport::Ends ends =
         InProcessTransport::createPair(std::move(clientExecutor), m_options.executor);
-    accept(ends.second);
+    accept(ends.second, trust);
     return ends.first;
 }
 
@@ -307,13 +318,41 @@ bool TesselServer::removeDocument(QByteArray const& id) {
     if (QString error; m_options.store && !m_options.store->remove(id, error)) {
         Cobalt::Trace::error("TesselServer::removeDocument # %s", qPrintable(error));
     }
-    Cobalt::BinaryData payload;
-    payload.writeString(id);
+    Cobalt::BinaryData const closed = closing(id, QStringLiteral("The document was removed"));
     for (ServerDocumentConnection* const connection : removed->connections()) {
-        connection->connection().send(Wire::MessageKind::CloseDocument, payload);
+        connection->connection().send(Wire::MessageKind::CloseDocument, closed);
     }
-    broadcast(Wire::MessageKind::DocumentUnlisted, payload);
+    Cobalt::BinaryData unlisted;
+    unlisted.writeString(id);
+    broadcast(Wire::MessageKind::DocumentUnlisted, unlisted);
     return true;
+}
+
+bool TesselServer::mayOpen(ServerToClientConnection const& connection, ServerDocument const& document,
+                           QString& error) const {
+    return connection.isTrusted() || !m_options.accessPolicy ||
+           m_options.accessPolicy->mayOpen(connection, document, error);
+}
+
+void TesselServer::reviewAccess() {
+    std::vector<std::shared_ptr<ServerDocument>> open;
+    for (auto const& entry : m_documents) {
+        open.push_back(entry.second);
+    }
+    for (std::shared_ptr<ServerDocument> const& document : open) {
+        for (ServerDocumentConnection* const member : document->connections()) {
+            ServerToClientConnection& connection = member->connection();
+            QString reason;
+            if (mayOpen(connection, *document, reason)) {
+                continue;
+            }
+            Cobalt::Trace::warning("TesselServer::reviewAccess # Closed connection %s out of '%s': %s",
+                                   connection.logName().constData(), document->id().constData(),
+                                   qPrintable(reason));
+            leave(*document, connection);
+            connection.send(Wire::MessageKind::CloseDocument, closing(document->id(), reason));
+        }
+    }
 }
 
 void TesselServer::scheduleListing(QByteArray const& id) {
@@ -410,7 +449,7 @@ void TesselServer::receive(ServerToClientConnection& connection, QByteArray cons
 
 bool TesselServer::signIn(ServerToClientConnection& connection, QByteArray const& user,
                           QByteArray const& password, std::int32_t& userId) {
-    if (!m_options.accounts || m_options.accounts->isEmpty()) {
+    if (connection.isTrusted() || !m_options.accounts || m_options.accounts->isEmpty()) {
         return true;
     }
     unsigned const signedIn =
@@ -523,7 +562,8 @@ bool TesselServer::handleOpen(ServerToClientConnection& connection, Cobalt::Bina
         return false;
     }
     std::shared_ptr<ServerDocument> const opened = openDocument(id, type, error);
-    if (opened && (opened->connectionOf(connection) || opened->addConnection(connection, error))) {
+    bool const permitted = opened && mayOpen(connection, *opened, error);
+    if (permitted && (opened->connectionOf(connection) || opened->addConnection(connection, error))) {
         return true;
     }
     Cobalt::BinaryData refusal;
@@ -548,7 +588,9 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     std::vector<Wire::Operation> rebase;
     // Asked first: a deleted node can't tell afterwards which tree it was in.
     bool const persistent = acting && open->touchesPersistentTree(operations);
-    bool const applied = acting && open->applyTransaction(*acting, operations, error, &rebase);
+    bool const permitted = acting && (connection.isTrusted() || !m_options.accessPolicy ||
+                                      m_options.accessPolicy->mayChange(*acting, operations, error));
+    bool const applied = permitted && open->applyTransaction(*acting, operations, error, &rebase);
     if (!acting) {
         error = QStringLiteral("document '%1' is not open").arg(QString::fromUtf8(id));
     }
@@ -557,7 +599,7 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     answer.writeInt64(transactionId);
     if (!applied) {
         answer.writeString(error.toUtf8());
-        rebase = open ? open->listsWrittenBy(operations) : std::vector<Wire::Operation>();
+        rebase = open ? open->restoreOperations(operations) : std::vector<Wire::Operation>();
     } else if (persistent) {
         journal(id, operations);
         documentChanged(*open);

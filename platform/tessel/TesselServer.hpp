@@ -33,6 +33,7 @@ constexpr char documentInfoKey[] = "documentInfo";
 /// The key of a stored document under which the server keeps the number of the last journaled change that
 /// the stored form holds.
 constexpr char journalSequenceKey[] = "journalSequence";
+class AccessPolicy;
 class AssetStorage;
 class MessageLink;
 class ServerAssets;
@@ -68,6 +69,10 @@ public:
         /// connection can do nothing until its client closes it.
         std::shared_ptr<UserAccounts const> accounts;
         std::chrono::milliseconds signInDelay{1000};
+        /// What signed-in clients may open and change; when null, everything. A refused open is answered
+        /// with OpenRefused, a refused change with TransactionRefused (which the client takes back), and a
+        /// client that may no longer keep a document open is closed out of it (`reviewAccess`).
+        std::shared_ptr<AccessPolicy const> accessPolicy;
         /// Where the contents of assets are stored (`Settings::assetDir`), each file named by its hash; when
         /// empty, a temporary directory that goes with the server.
         QString assetDirectory;
@@ -95,11 +100,17 @@ public:
     /// The registered type; null if unknown.
     std::shared_ptr<ServerDocumentType const> documentType(QByteArray const& name) const;
 
+    /// Whether a client must sign in and is asked the access policy, or is the server's own.
+    enum class Trust { Checked, Trusted };
     /// Takes the server's end of a client's link. Thread safe: the link is taken on the server's executor.
-    void accept(std::shared_ptr<MessageLink> link);
+    void accept(std::shared_ptr<MessageLink> link, Trust trust = Trust::Checked);
     /// A link to this server in the same process; frames for the client run on `clientExecutor`. Returns the
     /// client's end.
-    std::shared_ptr<MessageLink> connectInProcess(folly::Executor::KeepAlive<> clientExecutor);
+    std::shared_ptr<MessageLink> connectInProcess(folly::Executor::KeepAlive<> clientExecutor,
+                                                  Trust trust = Trust::Checked);
+    /// Asks the access policy again whether each client may keep each document open, and closes out of it
+    /// every client that may not: the client hears CloseDocument with the reason, the others go on.
+    void reviewAccess();
 
     /// An open document; null if it isn't open.
     std::shared_ptr<ServerDocument> document(QByteArray const& id) const;
@@ -179,6 +190,9 @@ private:
                 std::int32_t& userId);
     /// Answers a refused greeting after the delay; the connection stays without a user and greeting.
     void refuseSignIn(ServerToClientConnection& connection);
+    /// Whether the access policy lets `connection` open `document`; the reason in `error` when not.
+    bool mayOpen(ServerToClientConnection const& connection, ServerDocument const& document,
+                 QString& error) const;
 
     Options m_options;
     /// Holds the asset contents when no directory was given.

@@ -65,7 +65,7 @@ unsigned UserAccounts::addUser(QString const& name, QString const& password, QSt
         error = QStringLiteral("A user needs a name and a password");
         return 0;
     }
-    if (m_users.count(name)) {
+    if (m_users.count(name) || name == QLatin1String(guestName)) {
         error = QStringLiteral("There is a user '%1' already").arg(name);
         return 0;
     }
@@ -108,6 +108,9 @@ bool UserAccounts::setGroup(QString const& name, QStringList const& members, QSt
 }
 
 unsigned UserAccounts::verify(QString const& name, QString const& password) const {
+    if (name == QLatin1String(guestName)) {
+        return m_guestsAllowed && password.isEmpty() ? guestId : 0;
+    }
     // An unknown user is checked against a made-up one, so that both answers take one derivation.
     static User const s_nobody = hashed(0, QStringLiteral("nobody signs in as nobody"));
     auto const found = m_users.find(name);
@@ -119,6 +122,7 @@ unsigned UserAccounts::verify(QString const& name, QString const& password) cons
 bool UserAccounts::load(QString const& path, QString& error) {
     m_users.clear();
     m_groups.clear();
+    m_guestsAllowed = false;
     if (!QFile::exists(path)) {
         return true;
     }
@@ -151,6 +155,7 @@ bool UserAccounts::load(QString const& path, QString& error) {
         }
         m_groups.emplace(entry.key(), group);
     }
+    m_guestsAllowed = stored.value(QStringLiteral("guests")).toBool();
     return true;
 }
 
@@ -168,8 +173,11 @@ bool UserAccounts::save(QString const& path, QString& error) const {
                                                {QStringLiteral("members"),
                                                 QJsonArray::fromStringList(entry.second.members)}});
     }
-    return StoredDocument::write(
-        path, QJsonObject{{QStringLiteral("users"), users}, {QStringLiteral("groups"), groups}}, error);
+    return StoredDocument::write(path,
+                                 QJsonObject{{QStringLiteral("users"), users},
+                                             {QStringLiteral("groups"), groups},
+                                             {QStringLiteral("guests"), m_guestsAllowed}},
+                                 error);
 }
 
 } // namespace Tessel

@@ -21,6 +21,9 @@ public:
     static constexpr int iterations = 100000;
     /// The first identifier a user gets; those below belong to the permissions' own roles (the guest ...).
     static constexpr unsigned firstUserId = 1001;
+    /// The guest: whoever signs in with this name and no password, while guests are allowed.
+    static constexpr unsigned guestId = 100;
+    static constexpr char guestName[] = "guest";
 
     struct User {
         unsigned id = 0;
@@ -49,8 +52,13 @@ public:
     bool setGroup(QString const& name, QStringList const& members, QString& error);
 
     /// The identifier of `name` when `password` is its password; 0 otherwise. An unknown name costs the
-    /// time of a known one, so that the answer's time tells nothing.
+    /// time of a known one, so that the answer's time tells nothing. The guest (`guestName`, no password)
+    /// gets `guestId` while guests are allowed.
     unsigned verify(QString const& name, QString const& password) const;
+
+    /// Whether a client may sign in as the guest; not unless allowed.
+    bool guestsAllowed() const { return m_guestsAllowed; }
+    void setGuestsAllowed(bool allowed) { m_guestsAllowed = allowed; }
 
     bool isEmpty() const { return m_users.empty(); }
     std::map<QString, User> const& users() const { return m_users; }
@@ -61,6 +69,7 @@ private:
 
     std::map<QString, User> m_users;
     std::map<QString, Group> m_groups;
+    bool m_guestsAllowed = false;
 };
 
 } // namespace Tessel

@@ -10,7 +10,7 @@ namespace Tessel::Wire {
 namespace {
 
 constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::SignInRefused);
-constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::MoveNode);
+constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::ClearValue);
 // No document needs more; a count above it is a corrupt message, not a reason to reserve memory.
 constexpr std::int32_t maximumCount = 1 << 24;
 
@@ -126,6 +126,7 @@ void writeOperation(Cobalt::BinaryData& data, Operation const& operation) {
         }
         return;
     case OperationKind::GuidChanged:
+    case OperationKind::ClearValue:
         data.writeString(operation.nodeGuid);
         data.writeString(operation.name);
         return;

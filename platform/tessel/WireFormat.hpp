@@ -35,8 +35,9 @@
 ///                        the client to take back before its later edits)
 ///     TransactionRefused S document id, L transaction id, S error text, I n, n operations (SetVector: the
 ///                        whole value of each list the transaction wrote, for the client to take back)
-///     CloseDocument      S document id (from a client: it leaves the document; from the server: the
-///                        document is gone)
+///     CloseDocument      S document id; from a client: it leaves the document; from the server, followed by
+///                        S reason: the client is out of the document (it was removed, or the client may no
+///                        longer see it)
 ///     DocumentListed     S document id, I n, n times (S name, L type code, B value): the server holds the
 ///                        document, with these values of its `DocumentInfo` (all of them when it is new)
 ///     DocumentUnlisted   S document id: the server no longer holds the document
@@ -60,6 +61,8 @@
 ///     GuidChanged     S former guid, S new guid
 ///     MoveNode        S guid, S name under the new parent, S new parent guid (the node keeps its subtree,
 ///                     guid and values)
+///     ClearValue      S node guid, S attribute name: the server holds no value of the attribute, which falls
+///                     back to its default (only from the server, when it takes back a refused change)
 ///
 /// Values are encoded as the server stores them (`Kelp::AttributeSerializer`). Every read is checked: a
 /// frame or payload that is short, long, of another type or out of range is refused whole.
@@ -102,6 +105,7 @@ enum class OperationKind : std::int32_t {
     ReplaceElement = 7,
     GuidChanged = 8,
     MoveNode = 9,
+    ClearValue = 10,
 };
 
 /// A named encoded value, as an added node carries them.

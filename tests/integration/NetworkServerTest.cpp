@@ -6,6 +6,9 @@
 #include "tests/support/ServerProcess.hpp"
 
 #include "canvas/Note.hpp"
+#include "index/CanvasDocument.hpp"
+#include "index/ServerIndex.hpp"
+#include "index/ServerIndexFolder.hpp"
 #include "platform/tessel/ClientToServerConnection.hpp"
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
@@ -219,4 +222,128 @@ TEST_F(SignInNetworkTest, AWrongPasswordAndAnUnknownUserGetTheSameAnswerAfterADe
         return log.contains(QStringLiteral("Refused the sign-in of 'mallory'"));
     })) << "each refusal is logged: "
         << log.toStdString();
+}
+
+namespace {
+
+/// A server whose users alice, bob and carol sign in, with guests blocked, and whose index decides what each
+/// may open and change.
+class PermissionNetworkTest : public NetworkServerTest {
+protected:
+    void prepareData() override {
+        Tessel::UserAccounts accounts;
+        QString error;
+        for (auto const& name : {QStringLiteral("alice"), QStringLiteral("bob"), QStringLiteral("carol")}) {
+            m_ids[name] = accounts.addUser(name, name + QStringLiteral("-password"), error);
+        }
+        ASSERT_TRUE(
+            accounts.save(QDir(m_data.path()).filePath(QLatin1String(Tessel::UserAccounts::fileName)), error))
+            << error.toStdString();
+    }
+
+    Client signIn(QString const& name) {
+        Client client;
+        client.connection = waitFor(greet(name, name + QStringLiteral("-password")), "the sign-in");
+        return client;
+    }
+
+    /// `client` with the server index open.
+    void openIndex(Client& client) {
+        client.document =
+            waitFor(client.connection->openDocument("server-index", Datamodel::ServerIndex::documentType(),
+                                                    Datamodel::ServerIndex::elementFactory()),
+                    "the index to open");
+    }
+
+    /// Alice, signed in with the index open, adds a record of "canvas" with `permissions` to her home folder;
+    /// returns it as her index shows it.
+    Datamodel::CanvasDocument* aliceShares(Tessel::ResourcePermissions const& permissions) {
+        Client index = signIn(QStringLiteral("alice"));
+        openIndex(index);
+        auto* const home = Datamodel::ServerIndex::root(*index.document->documentRoot())
+                               ->findByFolderId(QByteArray::number(m_ids[QStringLiteral("alice")]));
+        EXPECT_NE(home, nullptr) << "alice has a home folder";
+        auto* record = new Datamodel::CanvasDocument();
+        record->canvasIdAttribute = QStringLiteral("canvas");
+        record->permissionOverrides.setValue(permissions);
+        record->owner = static_cast<int>(m_ids[QStringLiteral("alice")]);
+        Tessel::NodeTransaction transaction(*index.document);
+        transaction.addNode(*record, *home);
+        waitFor(transaction.commit(), "the record to be added");
+        m_aliceIndex = index;
+        return record;
+    }
+
+    Tessel::ResourcePermissions grant(QString const& name, Tessel::Permission level) {
+        Tessel::ResourcePermissions permissions;
+        permissions.acl.users.insert(static_cast<int>(m_ids[name]), {level, 0});
+        return permissions;
+    }
+
+    std::map<QString, unsigned> m_ids;
+    Client m_aliceIndex;
+};
+
+} // namespace
+
+TEST_F(PermissionNetworkTest, AViewUsersWriteIsUndoneThereAloneAndLosingViewClosesItOut) {
+    Datamodel::CanvasDocument* const record =
+        aliceShares(grant(QStringLiteral("bob"), Tessel::PERMISSION_VIEW));
+    Client alice = join(QStringLiteral("alice"), QStringLiteral("alice-password"));
+    Client bob = join(QStringLiteral("bob"), QStringLiteral("bob-password"));
+
+    auto* note = new Datamodel::Note();
+    note->initName(); // its guid, known before the server answers
+    Tessel::NodeTransaction transaction(*bob.document);
+    transaction.addNode(*note, *bob.document->documentRoot());
+    QByteArray const guid = note->guid();
+    std::string const refusal = TestSupport::messageOf<std::runtime_error>(
+        [&] { waitFor(transaction.commit(), "the server's answer"); });
+    EXPECT_NE(refusal.find("no 'edit' permission"), std::string::npos) << refusal;
+    EXPECT_EQ(bob.document->findSharedElement(guid), nullptr) << "undone at bob";
+    QByteArray const aliceNote = addNote(alice, QStringLiteral("alice writes"));
+    ASSERT_TRUE(waitUntil([&] { return noteAt(bob, aliceNote) != nullptr; }));
+    EXPECT_EQ(alice.document->findSharedElement(guid), nullptr) << "bob's note never reached alice";
+
+    Client carol = signIn(QStringLiteral("carol"));
+    EXPECT_EQ(TestSupport::messageOf<std::runtime_error>([&] {
+                  waitFor(carol.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
+                                                         Datamodel::SharedCanvas::elementFactory()),
+                          "carol's open");
+              }),
+              "no 'view' permission on canvas 'canvas'");
+
+    record->permissionOverrides.setValue(Tessel::ResourcePermissions());
+    EXPECT_TRUE(waitUntil([&] { return !bob.document->isLive(); })) << "bob is closed out";
+    EXPECT_EQ(bob.document->closeReason(), QStringLiteral("no 'view' permission on canvas 'canvas'"));
+    EXPECT_TRUE(alice.document->isLive());
+    QString log;
+    EXPECT_TRUE(waitUntil([&] {
+        log += m_server.takeLog();
+        return log.contains(QStringLiteral("Closed connection"));
+    })) << log.toStdString();
+}
+
+TEST_F(PermissionNetworkTest, AnEditUserCannotChangeTheCanvasPermissions) {
+    Datamodel::CanvasDocument* const record =
+        aliceShares(grant(QStringLiteral("bob"), Tessel::PERMISSION_EDIT));
+    Client bob = signIn(QStringLiteral("bob"));
+    openIndex(bob);
+    auto* const atBob =
+        dynamic_cast<Datamodel::CanvasDocument*>(bob.document->findSharedElement(record->guid()));
+    ASSERT_NE(atBob, nullptr);
+    Tessel::ResourcePermissions const granted = grant(QStringLiteral("bob"), Tessel::PERMISSION_EDIT);
+    atBob->permissionOverrides.setValue(grant(QStringLiteral("carol"), Tessel::PERMISSION_EDIT));
+    EXPECT_TRUE(waitUntil([&] { return atBob->permissionOverrides.value() == granted; }))
+        << "taken back at bob";
+    EXPECT_EQ(record->permissionOverrides.value(), granted) << "alice never saw the change";
+
+    Client bobOnCanvas = join(QStringLiteral("bob"), QStringLiteral("bob-password"));
+    EXPECT_FALSE(addNote(bobOnCanvas, QStringLiteral("bob may write")).isEmpty());
+}
+
+TEST_F(PermissionNetworkTest, AGuestIsRefusedWhereGuestsAreBlocked) {
+    auto greeting = greet(QStringLiteral("guest"));
+    EXPECT_EQ(TestSupport::messageOf<std::runtime_error>([&] { waitFor(std::move(greeting), "an answer"); }),
+              "Sign-in failed");
 }

@@ -7,6 +7,7 @@
 #include "index/User.hpp"
 #include "operators/ServerDirectory.hpp"
 #include "platform/tessel/ServerOperators.hpp"
+#include "platform/tessel/UserAccounts.hpp"
 
 #include <gtest/gtest.h>
 
@@ -96,4 +97,29 @@ TEST_F(ServerDirectoryTest, AnIdBelowOneIsRefused) {
     EXPECT_FALSE(directory->setGroup({-1, QStringLiteral("None"), QString()}));
     EXPECT_TRUE(directory->users().isEmpty());
     EXPECT_FALSE(directory->removeUser(5)) << "there is no such user";
+}
+
+TEST_F(ServerDirectoryTest, TheAccountsOfAServerBecomeItsUsersAndGroupsWithTheGuestBlockedUnlessAllowed) {
+    Tessel::UserAccounts accounts;
+    QString error;
+    unsigned const alice = accounts.addUser(QStringLiteral("alice"), QStringLiteral("a"), error);
+    unsigned const bob = accounts.addUser(QStringLiteral("bob"), QStringLiteral("b"), error);
+    ASSERT_TRUE(accounts.setGroup(QStringLiteral("designers"), {QStringLiteral("bob")}, error));
+    directory->setUser(user(7, QStringLiteral("gone")));
+    directory->setAccounts(accounts);
+
+    EXPECT_FALSE(directory->users().contains(7)) << "the accounts replace what was there";
+    ASSERT_TRUE(directory->users().contains(static_cast<int>(alice)));
+    EXPECT_EQ(directory->users()[static_cast<int>(alice)].fullName, QStringLiteral("alice"));
+    EXPECT_TRUE(directory->users()[static_cast<int>(alice)].groups.isEmpty());
+    int const designers = static_cast<int>(accounts.groups().at(QStringLiteral("designers")).id);
+    EXPECT_EQ(directory->users()[static_cast<int>(bob)].groups, QVector<int>{designers});
+    EXPECT_EQ(directory->groups()[designers].name, QStringLiteral("designers"));
+    int const guest = static_cast<int>(Tessel::UserAccounts::guestId);
+    ASSERT_TRUE(directory->users().contains(guest));
+    EXPECT_TRUE(directory->users()[guest].isBlocked);
+
+    accounts.setGuestsAllowed(true);
+    directory->setAccounts(accounts);
+    EXPECT_FALSE(directory->users()[guest].isBlocked);
 }

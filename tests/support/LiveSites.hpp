@@ -121,10 +121,10 @@ public:
         return site;
     }
 
-    /// A client with the document `id` of `type` open.
+    /// A client acting for `userId` with the document `id` of `type` open.
     Site& join(QString const& name, QByteArray const& id = "canvas",
-               QByteArray const& type = Datamodel::SharedCanvas::documentType()) {
-        Site& site = connect(name);
+               QByteArray const& type = Datamodel::SharedCanvas::documentType(), unsigned userId = 0) {
+        Site& site = connect(name, userId);
         auto opened = site.connection->openDocument(id, type, factoryOf(type));
         deliver();
         site.document = answered(std::move(opened), "the server didn't answer an open");

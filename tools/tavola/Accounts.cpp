@@ -128,4 +128,30 @@ int runGroup(QStringList const& arguments, QTextStream& out, QTextStream& err) {
         });
 }
 
+QString guestHelp() {
+    return QStringLiteral(
+        "usage: tavola guest allow --data DIR\n"
+        "       tavola guest block --data DIR\n"
+        "\n"
+        "Lets clients of the server whose data directory is DIR sign in as \"guest\", with no "
+        "password,\nor stops them (the default). A guest opens what links to canvases "
+        "grant.\n");
+}
+
+int runGuest(QStringList const& arguments, QTextStream& out, QTextStream& err) {
+    AccountArguments parsed;
+    QString error;
+    bool const allow = !arguments.isEmpty() && arguments.first() == QLatin1String("allow");
+    if (!parse(arguments, parsed, error) || !parsed.names.isEmpty() ||
+        (!allow && parsed.action != QLatin1String("block"))) {
+        return fail("guest", error.isEmpty() ? QStringLiteral("expected allow or block") : error, err, 2);
+    }
+    return changeAccounts(
+        "guest", parsed.data, out, err, [&](Tessel::UserAccounts& accounts, QString& done, QString&) {
+            accounts.setGuestsAllowed(allow);
+            done = allow ? QStringLiteral("guests may sign in") : QStringLiteral("guests are blocked");
+            return true;
+        });
+}
+
 } // namespace Tavola

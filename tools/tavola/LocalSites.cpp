@@ -43,9 +43,11 @@ LocalSites::LocalSites() : m_registry(std::make_shared<Kelp::TypeRegistry>()) {
 
 std::shared_ptr<Tessel::TesselServer>
 LocalSites::makeServer(QString const& storageDirectory, QString const& postgres,
-                       std::shared_ptr<Tessel::UserAccounts const> accounts) {
+                       std::shared_ptr<Tessel::UserAccounts const> accounts,
+                       std::shared_ptr<Tessel::AccessPolicy const> policy) {
     Tessel::TesselServer::Options options;
     options.accounts = std::move(accounts);
+    options.accessPolicy = std::move(policy);
     options.executor = folly::getKeepAliveToken(&m_serverExecutor);
     options.typeRegistry = m_registry;
     if (!storageDirectory.isEmpty()) {

@@ -54,10 +54,12 @@ public:
     /// A server that knows the model's document types, storing documents under `storageDirectory` (nothing
     /// when empty) and the contents of assets under its "assets" folder, with the operators registered in the
     /// process. With `postgres`, a connection string, the documents live in that PostgreSQL database instead.
-    /// With `accounts` that hold users, every client signs in as one of them.
+    /// With `accounts` that hold users, every client signs in as one of them, and `policy`, when given,
+    /// decides what each may open and change.
     std::shared_ptr<Tessel::TesselServer>
     makeServer(QString const& storageDirectory = QString(), QString const& postgres = QString(),
-               std::shared_ptr<Tessel::UserAccounts const> accounts = nullptr);
+               std::shared_ptr<Tessel::UserAccounts const> accounts = nullptr,
+               std::shared_ptr<Tessel::AccessPolicy const> policy = nullptr);
     /// The executor of the servers it makes: this thread's event loop.
     Tessel::QtExecutor& serverExecutor() { return m_serverExecutor; }
     /// Links `client` to `server` and opens the document `id` of `type` there.

@@ -2,6 +2,8 @@
 
 #include "tools/tavola/LocalSites.hpp"
 
+#include "operators/IndexAccessPolicy.hpp"
+#include "operators/ServerDirectory.hpp"
 #include "operators/ServerOperators.hpp"
 #include "platform/cobalt/Trace.hpp"
 #include "platform/tessel/UserAccounts.hpp"
@@ -112,7 +114,17 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
         return 1;
     }
     LocalSites sites;
-    auto server = sites.makeServer(arguments.data, arguments.postgres, accounts);
+    // With accounts, the server index decides what each user may open and change.
+    bool const checked = !accounts->isEmpty() || accounts->guestsAllowed();
+    auto const directory = Datamodel::ServerDirectory::create();
+    directory->setAccounts(*accounts);
+    directory->publishIn(Tessel::ServerDocumentTypeOperators::instance());
+    auto const policy = checked ? Datamodel::IndexAccessPolicy::create() : nullptr;
+    auto server = sites.makeServer(arguments.data, arguments.postgres, accounts, policy);
+    if (policy) {
+        waitFor(policy->start(server, folly::getKeepAliveToken(sites.serverExecutor()), directory),
+                "the server index");
+    }
     auto const listener = Tessel::WebSocketListener::listen(
         arguments.address, arguments.port,
         [server](std::shared_ptr<Tessel::MessageLink> link, QString const& peer) {
@@ -129,8 +141,10 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
     out << "tavola serve: listening on ws://" << arguments.address.toString() << ":" << listener->port()
         << ", documents in "
         << (arguments.postgres.isEmpty() ? QDir(arguments.data).absolutePath() : QStringLiteral("PostgreSQL"))
-        << (accounts->isEmpty() ? QStringLiteral(", no users: anyone may connect")
-                                : QStringLiteral(", %1 users sign in").arg(accounts->users().size()));
+        << (checked ? QStringLiteral(", %1 users sign in%2")
+                          .arg(accounts->users().size())
+                          .arg(accounts->guestsAllowed() ? QStringLiteral(", guests allowed") : QString())
+                    : QStringLiteral(", no users: anyone may connect"));
     Qt::endl(out);
     QCoreApplication::exec();
     out << "tavola serve: stopping; every open document is stored";
@@ -147,7 +161,10 @@ QString serveHelp() {
         "Runs a server that clients reach over WebSockets (ws://ADDRESS:PORT), with the same frames as a\n"
         "server in their own process. It listens on 127.0.0.1:7480 unless told otherwise (port 0 takes a\n"
         "free port; the line it prints names it). Once DIR/users.json holds users (tavola user add), every\n"
-        "client signs in with a user's name and password. Documents are JSON files in DIR, listed in\n"
+        "client signs in with a user's name and password, or as \"guest\" without one where guests are\n"
+        "allowed (tavola guest allow), and may open and change what the server index (the document\n"
+        "\"server-index\") grants it: each user owns a home folder there, named by the user's id, and\n"
+        "shares canvases through their permissions. Documents are JSON files in DIR, listed in\n"
         "DIR/server.sqlite, or, with --postgres, in that PostgreSQL database; asset contents are in\n"
         "DIR/assets. The canvas operators run in every open canvas. It logs one line per connection and\n"
         "per refused message, and on SIGINT or SIGTERM stores every open document and stops.\n");

@@ -115,3 +115,32 @@ TEST(UserAccounts, AMissingFileHoldsNobodyAndABrokenOneIsRefused) {
     EXPECT_TRUE(error.contains(QStringLiteral("alice"))) << error.toStdString();
     EXPECT_TRUE(accounts.isEmpty()) << "nothing half read stays";
 }
+
+TEST(UserAccounts, TheGuestSignsInWithoutAPasswordOnlyWhileGuestsAreAllowed) {
+    UserAccounts accounts = twoUsers();
+    EXPECT_FALSE(accounts.guestsAllowed()) << "not by default";
+    EXPECT_EQ(accounts.verify(QStringLiteral("guest"), QString()), 0u);
+    accounts.setGuestsAllowed(true);
+    EXPECT_EQ(accounts.verify(QStringLiteral("guest"), QString()), UserAccounts::guestId);
+    EXPECT_EQ(accounts.verify(QStringLiteral("guest"), QStringLiteral("anything")), 0u)
+        << "a guest has no password";
+    QString error;
+    EXPECT_EQ(accounts.addUser(QStringLiteral("guest"), QStringLiteral("mine"), error), 0u)
+        << "the name belongs to the guest";
+}
+
+TEST(UserAccounts, WhetherGuestsAreAllowedComesBackFromTheFile) {
+    QTemporaryDir directory;
+    QString const path = directory.filePath(QStringLiteral("users.json"));
+    UserAccounts accounts = twoUsers();
+    accounts.setGuestsAllowed(true);
+    QString error;
+    ASSERT_TRUE(accounts.save(path, error)) << error.toStdString();
+    UserAccounts loaded;
+    ASSERT_TRUE(loaded.load(path, error)) << error.toStdString();
+    EXPECT_TRUE(loaded.guestsAllowed());
+    accounts.setGuestsAllowed(false);
+    ASSERT_TRUE(accounts.save(path, error));
+    ASSERT_TRUE(loaded.load(path, error));
+    EXPECT_FALSE(loaded.guestsAllowed());
+}
