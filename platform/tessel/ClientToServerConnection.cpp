@@ -6,6 +6,7 @@
 #include "platform/tessel/DocumentConnection.hpp"
 #include "platform/tessel/Documents.hpp"
 #include "platform/tessel/MessageLink.hpp"
+#include "platform/tessel/Uuid.hpp"
 
 #include <stdexcept>
 
@@ -14,6 +15,8 @@ namespace Tessel {
 struct ClientToServerConnection::PendingOpen {
     folly::Promise<std::shared_ptr<DocumentConnection>> promise;
     std::shared_ptr<ElementFactory> factory;
+    QByteArray sessionKey;
+    std::vector<std::int64_t> recovered;
 };
 
 namespace {
@@ -96,7 +99,8 @@ void ClientToServerConnection::send(Wire::MessageKind kind, Cobalt::BinaryData c
 
 folly::Future<std::shared_ptr<DocumentConnection>>
 ClientToServerConnection::openDocument(QByteArray const& id, QByteArray const& type,
-                                       std::shared_ptr<ElementFactory> factory) {
+                                       std::shared_ptr<ElementFactory> factory,
+                                       DocumentResume const& resume) {
     if (!isConnected()) {
         return folly::makeFuture<std::shared_ptr<DocumentConnection>>(connectionLost());
     }
@@ -106,10 +110,14 @@ ClientToServerConnection::openDocument(QByteArray const& id, QByteArray const& t
     }
     PendingOpen& pending = m_pendingOpens[id];
     pending.factory = std::move(factory);
+    pending.sessionKey = generateUuid();
     folly::Future<std::shared_ptr<DocumentConnection>> opened = pending.promise.getFuture();
     Cobalt::BinaryData request;
     request.writeString(id);
     request.writeString(type);
+    request.writeString(pending.sessionKey);
+    request.writeString(resume.sessionKey);
+    Wire::writeTransactionIds(request, resume.unanswered);
     send(Wire::MessageKind::OpenDocument, request);
     return opened;
 }
@@ -189,6 +197,17 @@ bool ClientToServerConnection::handle(Wire::Frame& frame, QString& error) {
         PendingOpen refused = std::move(pending->second);
         m_pendingOpens.erase(pending);
         refused.promise.setException(std::runtime_error(reason.toStdString()));
+        return true;
+    }
+    case Wire::MessageKind::TransactionsRecovered: {
+        auto const pending = m_pendingOpens.find(id);
+        std::vector<std::int64_t> applied;
+        if (!Wire::readTransactionIds(reader, applied) || !reader.complete() ||
+            pending == m_pendingOpens.end()) {
+            error = QStringLiteral("unexpected recovery of transactions");
+            return false;
+        }
+        pending->second.recovered = std::move(applied);
         return true;
     }
     case Wire::MessageKind::DocumentListed: {
@@ -291,7 +310,8 @@ bool ClientToServerConnection::handleOpened(Cobalt::BinaryData& payload) {
     PendingOpen opening = std::move(pending->second);
     m_pendingOpens.erase(pending);
     std::shared_ptr<DocumentConnection> const document =
-        DocumentConnection::open(id, opening.factory, shared_from_this(), m_executor.get(), payload);
+        DocumentConnection::open(id, opening.factory, shared_from_this(), m_executor.get(), payload,
+                                 opening.sessionKey, std::move(opening.recovered));
     if (!document) {
         opening.promise.setException(std::runtime_error("The server sent a malformed document"));
         return false;

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <vector>
 
 namespace Kelp {
 class TypeRegistry;
@@ -27,6 +28,13 @@ class DocumentConnection;
 class Documents;
 class ElementFactory;
 class MessageLink;
+
+/// What a client asks the server about when it opens a document again after its link went
+/// (`DocumentConnection::resume`): the session of the lost opening and its transactions never answered.
+struct DocumentResume {
+    QByteArray sessionKey;
+    std::vector<std::int64_t> unanswered;
+};
 
 /// A client's link to one server, with what the server announced when the client joined: its version, the
 /// user this client acts for and the identifier of this connection. Server time is the local clock
@@ -96,8 +104,13 @@ public:
     /// once the whole current document arrived. Fails with the server's reason when it refuses, and with
     /// "Connection lost" when the link closes first or there is none. The caller keeps the connection alive
     /// until then; an open document keeps it alive after.
-    folly::Future<std::shared_ptr<DocumentConnection>>
-    openDocument(QByteArray const& id, QByteArray const& type, std::shared_ptr<ElementFactory> factory);
+    ///
+    /// With the `resume` of a document whose link went (`DocumentConnection::resume`), the server also says
+    /// which of its unanswered transactions it had applied (`DocumentConnection::recoveredTransactions`).
+    folly::Future<std::shared_ptr<DocumentConnection>> openDocument(QByteArray const& id,
+                                                                    QByteArray const& type,
+                                                                    std::shared_ptr<ElementFactory> factory,
+                                                                    DocumentResume const& resume = {});
     /// Whether the link is up.
     bool isConnected() const;
     /// Closes the link: open documents stop sharing, and what waits for the server fails with "Connection

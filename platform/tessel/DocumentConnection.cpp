@@ -124,7 +124,8 @@ void DocumentConnection::ensureGuid(Element& element) {
 std::shared_ptr<DocumentConnection>
 DocumentConnection::open(QByteArray const& id, std::shared_ptr<ElementFactory> factory,
                          std::shared_ptr<ClientToServerConnection> connection, folly::Executor* executor,
-                         Cobalt::BinaryData& answer) {
+                         Cobalt::BinaryData& answer, QByteArray sessionKey,
+                         std::vector<std::int64_t> recovered) {
     QByteArray rootGuid;
     QByteArray rootType;
     QByteArray transientGuid;
@@ -151,6 +152,8 @@ DocumentConnection::open(QByteArray const& id, std::shared_ptr<ElementFactory> f
     document->m_documentId = id;
     document->m_factory = std::move(factory);
     document->m_connectionElementGuid = connectionGuid;
+    document->m_sessionKey = std::move(sessionKey);
+    document->m_recovered = std::move(recovered);
     document->m_live = true;
     std::weak_ptr<DocumentConnection> const weak = document;
     document->m_connection->assets().transferChanged.addListener(weak, [weak](QByteArray const& publicHash) {
@@ -356,9 +359,20 @@ void DocumentConnection::transactionAnswered(std::int64_t id, QString const& err
     }
 }
 
+DocumentResume DocumentConnection::resume() const {
+    DocumentResume resume{m_sessionKey, m_lost};
+    for (auto const& sent : m_sent) {
+        resume.unanswered.push_back(sent.first);
+    }
+    return resume;
+}
+
 void DocumentConnection::connectionLost(QString const& reason) {
     m_live = false;
     m_closeReason = reason;
+    for (auto const& sent : m_sent) {
+        m_lost.push_back(sent.first);
+    }
     m_unanswered.clear();
     m_sent.clear();
     std::map<std::int64_t, folly::Promise<folly::Unit>> waiting;

@@ -96,11 +96,21 @@ public:
 
     // The platform's side.
 
-    /// Makes a live document from the server's answer to an open; null when the roots can't be made.
+    /// Makes a live document from the server's answer to an open, named `sessionKey` at the server, which
+    /// applied `recovered` of the transactions of an earlier session; null when the roots can't be made.
     static std::shared_ptr<DocumentConnection> open(QByteArray const& id,
                                                     std::shared_ptr<ElementFactory> factory,
                                                     std::shared_ptr<ClientToServerConnection> connection,
-                                                    folly::Executor* executor, Cobalt::BinaryData& answer);
+                                                    folly::Executor* executor, Cobalt::BinaryData& answer,
+                                                    QByteArray sessionKey = QByteArray(),
+                                                    std::vector<std::int64_t> recovered = {});
+
+    /// What an opening of the same document after a lost link asks the server about: this opening's
+    /// session, and its transactions that the server never answered.
+    DocumentResume resume() const;
+    /// For a document opened with a `Resume`: those of its unanswered transactions that the server had
+    /// applied, in the order asked. The others never changed the document.
+    std::vector<std::int64_t> const& recoveredTransactions() const { return m_recovered; }
     /// Applies a change that came from the server.
     void applyChanges(std::vector<Wire::Operation> const& operations);
     /// Sends operations as one transaction; the future completes when the server applied them, and fails
@@ -204,6 +214,10 @@ private:
     /// that listeners derive from it are, and go out as local writes.
     Basalt::Attribute const* m_applying = nullptr;
     QString m_closeReason;
+    QByteArray m_sessionKey;
+    /// The transactions unanswered when the link went.
+    std::vector<std::int64_t> m_lost;
+    std::vector<std::int64_t> m_recovered;
     bool m_live = false;
     /// The hash that each followed asset attribute holds, and the holders of each hash.
     QHash<Basalt::Attribute const*, QByteArray> m_assetHashes;

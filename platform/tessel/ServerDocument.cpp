@@ -602,6 +602,29 @@ bool ServerDocument::replay(std::vector<Wire::Operation> const& operations, QStr
     return true;
 }
 
+void ServerDocument::noteApplied(QByteArray const& sessionKey, std::int64_t transaction) {
+    if (sessionKey.isEmpty()) {
+        return;
+    }
+    m_appliedOrder.emplace_back(sessionKey, transaction);
+    m_applied.insert(m_appliedOrder.back());
+    if (m_appliedOrder.size() > rememberedTransactions) {
+        m_applied.remove(m_appliedOrder.front());
+        m_appliedOrder.pop_front();
+    }
+}
+
+std::vector<std::int64_t> ServerDocument::appliedOf(QByteArray const& sessionKey,
+                                                    std::vector<std::int64_t> const& transactions) const {
+    std::vector<std::int64_t> applied;
+    for (std::int64_t const transaction : transactions) {
+        if (m_applied.contains(qMakePair(sessionKey, transaction))) {
+            applied.push_back(transaction);
+        }
+    }
+    return applied;
+}
+
 std::vector<Wire::Operation>
 ServerDocument::restoreOperations(std::vector<Wire::Operation> const& operations) const {
     std::vector<Wire::Operation> restore;

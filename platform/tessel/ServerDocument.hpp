@@ -11,6 +11,8 @@
 #include <QSet>
 #include <QString>
 
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -52,12 +54,17 @@ public:
     ServerToClientConnection& connection() const { return m_connection; }
     /// The node of this client in the transient tree; null when the document type has none.
     std::shared_ptr<ServerNode> connectionNode() const { return m_connectionNode; }
+    /// What the client calls this opening of the document, so that after a lost link it can ask which of
+    /// its transactions were applied; empty when it named none.
+    QByteArray const& sessionKey() const { return m_sessionKey; }
+    void setSessionKey(QByteArray key) { m_sessionKey = std::move(key); }
 
 private:
     friend class ServerDocument;
     ServerDocument& m_document;
     ServerToClientConnection& m_connection;
     std::shared_ptr<ServerNode> m_connectionNode;
+    QByteArray m_sessionKey;
 };
 
 /// A live document on the server: a persistent tree and a transient tree of `ServerNode`, the operators of
@@ -136,6 +143,14 @@ public:
     /// it deleted added again with its subtree, each node it moved moved back.
     std::vector<Wire::Operation> restoreOperations(std::vector<Wire::Operation> const& operations) const;
 
+    /// Remembers that the transaction `transaction` of the session `sessionKey` was applied, among the last
+    /// `rememberedTransactions` of all sessions. An empty key is not remembered.
+    void noteApplied(QByteArray const& sessionKey, std::int64_t transaction);
+    /// Which of `transactions` of the session `sessionKey` were applied, as far as they are remembered.
+    std::vector<std::int64_t> appliedOf(QByteArray const& sessionKey,
+                                        std::vector<std::int64_t> const& transactions) const;
+    static constexpr std::size_t rememberedTransactions = 65536;
+
     /// Queues a change for the clients, on behalf of the acting connection.
     void publish(Wire::Operation const& operation);
     /// Queues the value of an attribute that sits in the document.
@@ -180,6 +195,9 @@ private:
     std::vector<std::unique_ptr<ServerDocumentConnection>> m_connections;
     ServerDocumentConnection* m_actingConnection = nullptr;
     std::vector<Pending> m_pending;
+    /// The transactions applied lately, oldest first, and the same as a set.
+    std::deque<QPair<QByteArray, std::int64_t>> m_appliedOrder;
+    QSet<QPair<QByteArray, std::int64_t>> m_applied;
     int m_stepDepth = 0;
     bool m_flushScheduled = false;
 };

@@ -251,11 +251,14 @@ void TesselServer::documentChanged(ServerDocument const& document) {
     scheduleStore(document.id());
 }
 
-void TesselServer::journal(QByteArray const& id, std::vector<Wire::Operation> const& operations) {
+void TesselServer::journal(QByteArray const& id, QByteArray const& sessionKey, std::int64_t transactionId,
+                           std::vector<Wire::Operation> const& operations) {
     if (!m_options.store) {
         return;
     }
     Cobalt::BinaryData change;
+    change.writeString(sessionKey);
+    change.writeInt64(transactionId);
     Wire::writeOperations(change, operations);
     QString error;
     if (!m_options.store->journal(id, ++m_journalSequences[id], change.data(), error)) {
@@ -270,9 +273,16 @@ void TesselServer::replayJournal(ServerDocument& document, QJsonObject const& st
     sequence = through;
     for (DocumentStore::JournalEntry const& entry : m_options.store->journalSince(document.id(), through)) {
         Cobalt::BinaryData change(entry.change);
+        QByteArray sessionKey;
+        std::int64_t transactionId = 0;
         std::vector<Wire::Operation> operations;
         QString error;
-        if (!Wire::readOperations(change, operations) || !document.replay(operations, error)) {
+        bool const read = Wire::PayloadReader(change).text(sessionKey).int64(transactionId).ok() &&
+                          Wire::readOperations(change, operations);
+        if (read && document.replay(operations, error)) {
+            // A client that lost the answer learns when it opens the document again that this was applied.
+            document.noteApplied(sessionKey, transactionId);
+        } else {
             Cobalt::Trace::error(
                 "TesselServer::openDocument # Change %llu of the journal of '%s' can't be applied: %s",
                 static_cast<unsigned long long>(entry.sequence), document.id().constData(),
@@ -557,13 +567,34 @@ bool TesselServer::handleOpen(ServerToClientConnection& connection, Cobalt::Bina
                               QString& error) {
     QByteArray id;
     QByteArray type;
-    if (!Wire::PayloadReader(payload).text(id).text(type).complete()) {
+    QByteArray sessionKey;
+    QByteArray earlierSession;
+    std::vector<std::int64_t> unanswered;
+    Wire::PayloadReader reader(payload);
+    reader.text(id).text(type);
+    // A client that names its opening may ask about transactions of an earlier one.
+    if (reader.ok() && !payload.atEnd()) {
+        reader.text(sessionKey).text(earlierSession);
+        Wire::readTransactionIds(reader, unanswered);
+    }
+    if (!reader.complete()) {
         error = QStringLiteral("malformed request to open a document");
         return false;
     }
     std::shared_ptr<ServerDocument> const opened = openDocument(id, type, error);
     bool const permitted = opened && mayOpen(connection, *opened, error);
-    if (permitted && (opened->connectionOf(connection) || opened->addConnection(connection, error))) {
+    if (permitted && opened->connectionOf(connection)) {
+        return true;
+    }
+    if (permitted && !earlierSession.isEmpty()) {
+        Cobalt::BinaryData recovered;
+        recovered.writeString(id);
+        Wire::writeTransactionIds(recovered, opened->appliedOf(earlierSession, unanswered));
+        connection.send(Wire::MessageKind::TransactionsRecovered, recovered);
+    }
+    if (ServerDocumentConnection* const added =
+            permitted ? opened->addConnection(connection, error) : nullptr) {
+        added->setSessionKey(sessionKey);
         return true;
     }
     Cobalt::BinaryData refusal;
@@ -600,9 +631,12 @@ bool TesselServer::handleTransaction(ServerToClientConnection& connection, Cobal
     if (!applied) {
         answer.writeString(error.toUtf8());
         rebase = open ? open->restoreOperations(operations) : std::vector<Wire::Operation>();
-    } else if (persistent) {
-        journal(id, operations);
-        documentChanged(*open);
+    } else {
+        open->noteApplied(acting->sessionKey(), transactionId);
+        if (persistent) {
+            journal(id, acting->sessionKey(), transactionId, operations);
+            documentChanged(*open);
+        }
     }
     Wire::writeOperations(answer, rebase);
     connection.send(applied ? Wire::MessageKind::TransactionApplied : Wire::MessageKind::TransactionRefused,

@@ -163,8 +163,10 @@ private:
     void storeQuietly(QByteArray const& id) const;
     /// Stores a changed document once `storeDelay` has passed, with the others changed meanwhile.
     void scheduleStore(QByteArray const& id);
-    /// Journals a client's change that was applied, before the client hears so.
-    void journal(QByteArray const& id, std::vector<Wire::Operation> const& operations);
+    /// Journals a client's change that was applied, with the session and transaction it came in, before the
+    /// client hears so.
+    void journal(QByteArray const& id, QByteArray const& sessionKey, std::int64_t transactionId,
+                 std::vector<Wire::Operation> const& operations);
     /// Applies again the changes journaled after the stored form of a document that opened.
     void replayJournal(ServerDocument& document, QJsonObject const& stored);
     /// Lists a document that opened, and tells every client.

@@ -9,7 +9,7 @@ namespace Tessel::Wire {
 
 namespace {
 
-constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::SignInRefused);
+constexpr std::uint8_t lastMessageKind = static_cast<std::uint8_t>(MessageKind::TransactionsRecovered);
 constexpr std::int32_t lastOperationKind = static_cast<std::int32_t>(OperationKind::ClearValue);
 // No document needs more; a count above it is a corrupt message, not a reason to reserve memory.
 constexpr std::int32_t maximumCount = 1 << 24;
@@ -188,6 +188,27 @@ bool readOperations(Cobalt::BinaryData& data, std::vector<Operation>& operations
         operations.push_back(std::move(operation));
     }
     return true;
+}
+
+void writeTransactionIds(Cobalt::BinaryData& data, std::vector<std::int64_t> const& ids) {
+    data.writeInt32(static_cast<std::int32_t>(ids.size()));
+    for (std::int64_t const id : ids) {
+        data.writeInt64(id);
+    }
+}
+
+bool readTransactionIds(PayloadReader& reader, std::vector<std::int64_t>& ids) {
+    std::int32_t count = 0;
+    if (!reader.int32(count).ok() || count < 0 || count > maximumCount) {
+        return false;
+    }
+    ids.clear();
+    for (std::int32_t i = 0; i < count && reader.ok(); ++i) {
+        std::int64_t id = 0;
+        reader.int64(id);
+        ids.push_back(id);
+    }
+    return reader.ok();
 }
 
 PayloadReader& PayloadReader::text(QByteArray& value) {

@@ -22,8 +22,13 @@
 ///     Hello              S installation name, S user name, I user id asked for (0: none), and, when the
 ///                        user signs in, S password
 ///     SignInRefused      S reason: the server refused the greeting and closes the link
+///     TransactionsRecovered  S document id, I n, n L: which of the transactions the opening asked about
+///                        the server had applied (it remembers the last ones of each document)
 ///     Welcome            S server version, I user id, I connection id, L server time (µs)
-///     OpenDocument       S document id, S document type
+///     OpenDocument       S document id, S document type, and, when the client names this opening, S its
+///                        session key, S the key of an earlier session of the document (empty: none), I n, n
+///                        L: that session's transactions never answered, which the server tells about
+///                        (TransactionsRecovered) before it sends the document
 ///     DocumentOpened     S document id, S root guid, S root type key, S transient root guid (empty: no
 ///                        transient tree), S guid of this client's connection node (empty: none),
 ///                        I n, n operations (the roots' values, then every node below them)
@@ -92,6 +97,7 @@ enum class MessageKind : std::uint8_t {
     AssetPull = 16,
     AssetChunk = 17,
     SignInRefused = 18,
+    TransactionsRecovered = 19,
 };
 
 /// Never renumber: the numbers travel.
@@ -174,6 +180,11 @@ private:
     Cobalt::BinaryData& m_data;
     bool m_ok = true;
 };
+
+/// Writes a count and the transaction ids (L each).
+void writeTransactionIds(Cobalt::BinaryData& data, std::vector<std::int64_t> const& ids);
+/// Reads what `writeTransactionIds` wrote; false when any is missing or malformed.
+bool readTransactionIds(PayloadReader& reader, std::vector<std::int64_t>& ids);
 
 /// Writes a count and the named values (S name, L type code, B value each).
 void writeAttributeValues(Cobalt::BinaryData& data, std::vector<AttributeValue> const& values);

@@ -149,6 +149,46 @@ TEST_F(NetworkServerTest, AServerKilledDuringAStreamOfChangesServesEveryAcknowle
     }
 }
 
+// A client whose server died reopens the canvas on the restarted server and learns which of the changes it
+// never heard answered were applied: the journal remembers them.
+TEST_F(NetworkServerTest, AClientThatReconnectsAfterAKillLearnsWhichOfItsUnansweredChangesWereApplied) {
+    Client a = join(QStringLiteral("a"));
+    std::vector<folly::Future<folly::Unit>> answers;
+    for (int i = 0; i < 2000; ++i) {
+        auto* note = new Datamodel::Note();
+        note->text = QStringLiteral("streamed %1").arg(i);
+        Tessel::NodeTransaction transaction(*a.document);
+        transaction.addNode(*note, *a.document->documentRoot());
+        answers.push_back(transaction.commit());
+    }
+    ASSERT_TRUE(waitUntil([&] { return answers.front().isReady(); })) << "the server answers the first";
+    m_server.kill();
+    ASSERT_TRUE(waitUntil([&] { return !a.connection->isConnected(); }));
+    std::size_t const acknowledged = static_cast<std::size_t>(
+        std::count_if(answers.begin(), answers.end(), [](auto const& answer) { return answer.hasValue(); }));
+    Tessel::DocumentResume const resume = a.document->resume();
+    EXPECT_EQ(resume.unanswered.size(), answers.size() - acknowledged);
+
+    startServer();
+    Client again;
+    again.connection = waitFor(greet(QStringLiteral("a")), "the greeting after the restart");
+    again.document =
+        waitFor(again.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
+                                               Datamodel::SharedCanvas::elementFactory(), resume),
+                "the canvas to open again");
+    std::vector<std::int64_t> const& recovered = again.document->recoveredTransactions();
+    for (std::int64_t const id : recovered) {
+        EXPECT_NE(std::find(resume.unanswered.begin(), resume.unanswered.end(), id), resume.unanswered.end())
+            << "only transactions that were asked about";
+    }
+    std::size_t notes = 0;
+    for (auto const& entry : again.document->documentRoot()->attributes()) {
+        notes += dynamic_cast<Datamodel::Note*>(entry.second) ? 1 : 0;
+    }
+    EXPECT_EQ(notes, acknowledged + recovered.size())
+        << "the canvas holds each acknowledged note and each recovered one, and nothing else";
+}
+
 TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsGoOn) {
     Client a = join(QStringLiteral("a"));
     Client b = join(QStringLiteral("b"));
