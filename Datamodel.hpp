@@ -148,6 +148,7 @@
 #include "platform/tessel/ServerOperators.hpp"
 #include "platform/tessel/ServerToClientConnection.hpp"
 #include "platform/tessel/Settings.hpp"
+#include "platform/tessel/SignInTokens.hpp"
 #include "platform/tessel/SqlConnection.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/StoredDocumentUpgrade.hpp"

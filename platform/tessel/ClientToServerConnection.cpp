@@ -80,8 +80,11 @@ folly::Future<std::shared_ptr<ClientToServerConnection>> ClientToServerConnectio
     hello.writeString(identity.installationName.toUtf8());
     hello.writeString(identity.userName.toUtf8());
     hello.writeInt32(static_cast<std::int32_t>(identity.userId));
-    if (!identity.password.isEmpty()) {
+    if (!identity.password.isEmpty() || !identity.token.isEmpty()) {
         hello.writeString(identity.password.toUtf8());
+    }
+    if (!identity.token.isEmpty()) {
+        hello.writeString(identity.token);
     }
     connection->send(Wire::MessageKind::Hello, hello);
     return welcome;
@@ -280,14 +283,16 @@ bool ClientToServerConnection::handleWelcome(Cobalt::BinaryData& payload) {
     std::int32_t userId = 0;
     std::int32_t connectionId = 0;
     std::int64_t serverTime = 0;
-    if (!m_welcome || !Wire::PayloadReader(payload)
-                           .text(version)
-                           .int32(userId)
-                           .int32(connectionId)
-                           .int64(serverTime)
-                           .complete()) {
+    QByteArray token;
+    Wire::PayloadReader reader(payload);
+    reader.text(version).int32(userId).int32(connectionId).int64(serverTime);
+    if (reader.ok() && !payload.atEnd()) {
+        reader.text(token);
+    }
+    if (!m_welcome || !reader.complete()) {
         return false;
     }
+    m_announcement.signInToken = token;
     m_announcement.serverVersion = Cobalt::VersionString(QString::fromUtf8(version));
     m_announcement.userId = static_cast<unsigned>(userId);
     m_announcement.connectionId = static_cast<unsigned>(connectionId);

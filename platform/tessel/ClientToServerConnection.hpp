@@ -54,6 +54,8 @@ public:
         unsigned connectionId = 0;
         /// Server time minus local time, in ticks of `Cobalt::TimeStamp`.
         std::int64_t serverTimeOffset = 0;
+        /// What the server gave a client that signed in with a password, to sign in again without it.
+        QByteArray signInToken = QByteArray();
     };
 
     /// Who a client says it is when it joins.
@@ -64,6 +66,9 @@ public:
         unsigned userId = 0;
         /// The user's password, for a server whose users sign in; empty for none.
         QString password = QString();
+        /// In place of the password: a token the server gave this user at an earlier sign-in
+        /// (`signInToken`).
+        QByteArray token = QByteArray();
     };
 
     /// A connection that links to nothing. `idleExecutor` runs work when the client has nothing else to do;
@@ -86,6 +91,9 @@ public:
     Cobalt::VersionString const& serverVersion() const { return m_announcement.serverVersion; }
     /// The user this client acts for; 0 when the server named none.
     unsigned userId() const { return m_announcement.userId; }
+    /// The token the server gave this client for signing in again (`Identity::token`) until it expires;
+    /// empty when it gave none (the client signed in without a password).
+    QByteArray const& signInToken() const { return m_announcement.signInToken; }
     unsigned connectionId() const { return m_announcement.connectionId; }
     /// The server's clock now.
     Cobalt::TimeStamp currentServerTime() const;

@@ -12,6 +12,7 @@
 #include "platform/tessel/MessageLink.hpp"
 #include "platform/tessel/ServerAssets.hpp"
 #include "platform/tessel/ServerToClientConnection.hpp"
+#include "platform/tessel/SignInTokens.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/UserAccounts.hpp"
 
@@ -64,6 +65,7 @@ TesselServer::TesselServer(Options options) : m_options(std::move(options)) {
     }
     m_assets =
         std::make_unique<ServerAssets>(AssetStorage::create(m_options.assetDirectory, m_options.executor));
+    m_tokens = std::make_unique<SignInTokens>(m_options.tokenLifetime);
 }
 
 AssetStorage& TesselServer::assetStorage() const {
@@ -458,18 +460,24 @@ void TesselServer::receive(ServerToClientConnection& connection, QByteArray cons
 }
 
 bool TesselServer::signIn(ServerToClientConnection& connection, QByteArray const& user,
-                          QByteArray const& password, std::int32_t& userId) {
+                          QByteArray const& password, QByteArray const& presented, std::int32_t& userId,
+                          QByteArray& token) {
     if (connection.isTrusted() || !m_options.accounts || m_options.accounts->isEmpty()) {
         return true;
     }
-    unsigned const signedIn =
-        m_options.accounts->verify(QString::fromUtf8(user), QString::fromUtf8(password));
+    QString const name = QString::fromUtf8(user);
+    unsigned const signedIn = presented.isEmpty()
+                                  ? m_options.accounts->verify(name, QString::fromUtf8(password))
+                                  : m_tokens->verify(name, presented);
     if (signedIn == 0) {
         Cobalt::Trace::warning("TesselServer::receive # Refused the sign-in of '%s' at connection %u",
                                user.constData(), connection.connectionId());
         return false;
     }
     userId = static_cast<std::int32_t>(signedIn);
+    if (presented.isEmpty() && !password.isEmpty()) {
+        token = m_tokens->issue(signedIn, name);
+    }
     return true;
 }
 
@@ -506,18 +514,22 @@ bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& fra
         QByteArray installation;
         QByteArray user;
         QByteArray password;
+        QByteArray presented;
         std::int32_t userId = 0;
         Wire::PayloadReader reader(payload);
         reader.text(installation).text(user).int32(userId);
-        // The password comes only from clients that sign in.
-        if (reader.ok() && !payload.atEnd()) {
-            reader.text(password);
+        // The password, or the token in its place, comes only from clients that sign in.
+        for (QByteArray* optional : {&password, &presented}) {
+            if (reader.ok() && !payload.atEnd()) {
+                reader.text(*optional);
+            }
         }
         if (!reader.complete() || userId < 0) {
             error = QStringLiteral("malformed greeting");
             return false;
         }
-        if (!signIn(connection, user, password, userId)) {
+        QByteArray token;
+        if (!signIn(connection, user, password, presented, userId, token)) {
             refuseSignIn(connection);
             return true;
         }
@@ -528,6 +540,9 @@ bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& fra
         welcome.writeInt32(userId);
         welcome.writeInt32(static_cast<std::int32_t>(connection.connectionId()));
         welcome.writeInt64(Cobalt::TimeStamp::currentTime().ticks());
+        if (!token.isEmpty()) {
+            welcome.writeString(token);
+        }
         connection.send(Wire::MessageKind::Welcome, welcome);
         for (auto const& listed : m_listing) {
             sendListing(*listed.second, &connection);

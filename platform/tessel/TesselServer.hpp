@@ -35,6 +35,7 @@ constexpr char documentInfoKey[] = "documentInfo";
 constexpr char journalSequenceKey[] = "journalSequence";
 class AccessPolicy;
 class AssetStorage;
+class SignInTokens;
 class MessageLink;
 class ServerAssets;
 class ServerToClientConnection;
@@ -69,6 +70,8 @@ public:
         /// connection can do nothing until its client closes it.
         std::shared_ptr<UserAccounts const> accounts;
         std::chrono::milliseconds signInDelay{1000};
+        /// How long a token given at a sign-in with a password signs its user in again.
+        std::chrono::seconds tokenLifetime{12 * 3600};
         /// What signed-in clients may open and change; when null, everything. A refused open is answered
         /// with OpenRefused, a refused change with TransactionRefused (which the client takes back), and a
         /// client that may no longer keep a document open is closed out of it (`reviewAccess`).
@@ -188,8 +191,10 @@ private:
     void broadcast(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const;
     void refuse(ServerToClientConnection const& connection, QString const& error) const;
     /// The user a greeting signs in as: 0 for a refused one. Without accounts, the one it asked for.
+    /// With a token in place of the password, the user it was given to. A sign-in with a password gets a
+    /// new token in `token`.
     bool signIn(ServerToClientConnection& connection, QByteArray const& user, QByteArray const& password,
-                std::int32_t& userId);
+                QByteArray const& presented, std::int32_t& userId, QByteArray& token);
     /// Answers a refused greeting after the delay; the connection stays without a user and greeting.
     void refuseSignIn(ServerToClientConnection& connection);
     /// Whether the access policy lets `connection` open `document`; the reason in `error` when not.
@@ -200,6 +205,7 @@ private:
     /// Holds the asset contents when no directory was given.
     std::unique_ptr<QTemporaryDir> m_temporaryAssetDirectory;
     std::unique_ptr<ServerAssets> m_assets;
+    std::unique_ptr<SignInTokens> m_tokens;
     std::map<QByteArray, std::shared_ptr<ServerDocumentType const>> m_types;
     std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
     std::map<QByteArray, std::shared_ptr<DocumentInfo>> m_listing;

@@ -20,11 +20,12 @@
 /// Payloads, value by value (S: string, B: bytes, I: int32, L: int64):
 ///
 ///     Hello              S installation name, S user name, I user id asked for (0: none), and, when the
-///                        user signs in, S password
+///                        user signs in, S password, then, to sign in with a token in its place, S token
 ///     SignInRefused      S reason: the server refused the greeting and closes the link
 ///     TransactionsRecovered  S document id, I n, n L: which of the transactions the opening asked about
 ///                        the server had applied (it remembers the last ones of each document)
-///     Welcome            S server version, I user id, I connection id, L server time (µs)
+///     Welcome            S server version, I user id, I connection id, L server time (µs), and, for a
+///                        sign-in with a password, S token: it signs the user in again until it expires
 ///     OpenDocument       S document id, S document type, and, when the client names this opening, S its
 ///                        session key, S the key of an earlier session of the document (empty: none), I n, n
 ///                        L: that session's transactions never answered, which the server tells about

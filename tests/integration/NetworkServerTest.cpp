@@ -54,10 +54,16 @@ protected:
     /// A client that greeted the server over the network as `user`, with `password` (none when empty).
     folly::Future<std::shared_ptr<Tessel::ClientToServerConnection>>
     greet(QString const& user, QString const& password = QString()) {
+        return connectWith({QStringLiteral("tests"), user, 0, password});
+    }
+
+    /// A client that greeted the server over the network as `identity` says.
+    folly::Future<std::shared_ptr<Tessel::ClientToServerConnection>>
+    connectWith(Tessel::ClientToServerConnection::Identity const& identity) {
         auto link = waitFor(
             Tessel::WebSocketTransport::connect(m_server.url(), folly::getKeepAliveToken(&m_executor)),
             "the socket to open");
-        return Tessel::ClientToServerConnection::connect(link, {QStringLiteral("tests"), user, 0, password},
+        return Tessel::ClientToServerConnection::connect(link, identity,
                                                          folly::getKeepAliveToken(&m_executor), m_registry);
     }
 
@@ -245,6 +251,21 @@ TEST_F(SignInNetworkTest, AUserWithItsPasswordSignsInAndActsAsItself) {
     EXPECT_EQ(alice.connection->userId(), m_alice);
     QByteArray const guid = addNote(alice, QStringLiteral("signed in"));
     EXPECT_NE(noteAt(alice, guid), nullptr);
+}
+
+TEST_F(SignInNetworkTest, AUserSignsInAgainWithTheTokenItGotInPlaceOfItsPassword) {
+    auto first = waitFor(greet(QStringLiteral("alice"), QStringLiteral("wonderland")), "the sign-in");
+    QByteArray const token = first->signInToken();
+    ASSERT_FALSE(token.isEmpty()) << "a sign-in with a password gets a token";
+    auto again = waitFor(connectWith({QStringLiteral("tests"), QStringLiteral("alice"), 0, QString(), token}),
+                         "the sign-in with the token");
+    EXPECT_EQ(again->userId(), m_alice);
+    EXPECT_TRUE(again->signInToken().isEmpty()) << "a token gets no new one";
+
+    auto forged =
+        connectWith({QStringLiteral("tests"), QStringLiteral("alice"), 0, QString(), QByteArray(64, 'f')});
+    ASSERT_TRUE(waitUntil([&] { return forged.isReady(); }));
+    EXPECT_EQ(TestSupport::messageOf<std::runtime_error>([&] { std::move(forged).get(); }), "Sign-in failed");
 }
 
 TEST_F(SignInNetworkTest, AWrongPasswordAndAnUnknownUserGetTheSameAnswerAfterADelay) {
