@@ -2,6 +2,7 @@
 
 #include "tools/tavola/Commands.hpp"
 #include "tools/tavola/LocalSites.hpp"
+#include "tools/tavola/ServeProcess.hpp"
 
 #include "canvas/Note.hpp"
 #include "canvas/SharedCanvas.hpp"
@@ -18,7 +19,9 @@
 #include "platform/tessel/ServerNode.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/TesselServer.hpp"
+#include "platform/tessel/WebSocketTransport.hpp"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -37,7 +40,8 @@ namespace {
 constexpr char const* documentId = "demo-canvas";
 /// Short, so that the demo shows the pin without a long wait; a real server waits far longer.
 constexpr float autoPinSeconds = 1.0f;
-/// Where the demo's servers store their documents, under the directory it runs in.
+/// Where the demo's servers store their documents, under the directory it runs in; a server process of
+/// the demo over the network stores them in its "network" folder.
 constexpr char const* storageDirectory = "tavola-data";
 
 QString text(Cobalt::ColorPMA const& color) {
@@ -89,10 +93,14 @@ struct Site : LocalClient {
 
 class Demo {
 public:
-    explicit Demo(QTextStream& out) : m_out(out) {
-        // As a server process does once at start: the canvas operators, with a short idle time to pin.
-        Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
-        m_server = m_sites.makeServer(QString::fromLatin1(storageDirectory));
+    /// With `network`, the server is a `tavola serve` process that the clients reach over WebSockets;
+    /// otherwise it runs in this process, where the demo also shows what it holds.
+    Demo(QTextStream& out, bool network) : m_out(out), m_network(network) {
+        if (!network) {
+            // As a server process does once at start: the canvas operators, with a short idle time to pin.
+            Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
+            m_server = m_sites.makeServer(serverDirectory());
+        }
         // Each client keeps the files it imports and fetches in a storage of its own.
         for (Site* site : {&m_a, &m_b}) {
             QString const directory =
@@ -104,13 +112,19 @@ public:
 
     void run() {
         // A fresh canvas each time: the one a former run stored goes.
-        QFile::remove(m_server->storedPath(documentId));
-        m_out << "tavola demo: one server (version " << m_server->version().toString()
-              << ") and two clients, a and b, share the canvas \"" << documentId << "\" in this process.\n";
-        join(m_a, *m_server);
-        join(m_b, *m_server);
+        QFile::remove(storedPath());
+        startServerProcess();
+        m_out << "tavola demo: one server and two clients, a and b, share the canvas \"" << documentId
+              << "\" "
+              << (m_network ? QStringLiteral("over WebSockets, with the server in a process of its own at %1")
+                                  .arg(m_process.url().toString())
+                            : QStringLiteral("in this process"))
+              << ".\n";
+        join(m_a);
+        join(m_b);
         m_out << "        a and b joined as connections " << m_a.connection->connectionId() << " and "
-              << m_b.connection->connectionId() << "\n";
+              << m_b.connection->connectionId() << " of the server at version "
+              << m_a.connection->serverVersion().toString() << "\n";
         describeReadiedCanvas();
 
         auto* note = stepOne();
@@ -126,8 +140,37 @@ public:
     }
 
 private:
-    void join(Site& site, Tessel::TesselServer& server) {
-        m_sites.join(site, server, documentId, Datamodel::SharedCanvas::documentType());
+    QString serverDirectory() const {
+        return m_network ? QDir(QString::fromLatin1(storageDirectory)).filePath(QStringLiteral("network"))
+                         : QString::fromLatin1(storageDirectory);
+    }
+    /// Where the server stores the canvas, as JSON.
+    QString storedPath() const {
+        return QDir(serverDirectory()).filePath(QString::fromLatin1(documentId) + QStringLiteral(".json"));
+    }
+
+    /// Over the network: a server process of this tool, which pins after the demo's short idle time.
+    void startServerProcess() {
+        if (m_network) {
+            QDir().mkpath(serverDirectory());
+            m_process.start(QCoreApplication::applicationFilePath(), serverDirectory(),
+                            {QStringLiteral("--auto-pin"), QString::number(autoPinSeconds)});
+        }
+    }
+
+    /// Joins `site` to the server in this process (`server`, or the first one when null), or over the
+    /// network to the server process.
+    void join(Site& site, Tessel::TesselServer* server = nullptr) {
+        if (!m_network) {
+            m_sites.join(site, server ? *server : *m_server, documentId,
+                         Datamodel::SharedCanvas::documentType());
+            return;
+        }
+        auto link = waitFor(
+            Tessel::WebSocketTransport::connect(m_process.url(), folly::getKeepAliveToken(&site.executor)),
+            "the socket to the server");
+        m_sites.join(site, std::move(link), documentId, Datamodel::SharedCanvas::documentType(),
+                     Datamodel::SharedCanvas::elementFactory());
     }
 
     Datamodel::Note* stepOne() {
@@ -152,6 +195,10 @@ private:
         transaction.addNode(note, m_a.canvas());
         m_addedAt.start();
         waitFor(transaction.commit(), "the server to apply the transaction");
+        if (!m_server) {
+            m_out << "        the server applied it and said so\n";
+            return;
+        }
         auto const server = m_server->document(documentId);
         auto const node = server->findNode(note.guid());
         m_out << "        the server applied it: the note is a node of type \""
@@ -162,9 +209,9 @@ private:
 
     void stepThree(Datamodel::Note& note) {
         bool const joined = note.attribute("text-color") && note.attribute("auto-text-color");
-        m_out << "step 3  the note got its connection; the server is at " << m_server->version().toString()
-              << ", so \"text-color\" and \"auto-text-color\" " << (joined ? "joined" : "did not join")
-              << " the document\n";
+        m_out << "step 3  the note got its connection; the server is at "
+              << m_a.connection->serverVersion().toString() << ", so \"text-color\" and \"auto-text-color\" "
+              << (joined ? "joined" : "did not join") << " the document\n";
     }
 
     void describeReadiedCanvas() {
@@ -181,6 +228,13 @@ private:
     }
 
     void stepFour(Datamodel::Note& note) {
+        if (!m_server) {
+            m_out << "step 4  in the server process the auto-pin operator attached to the note and restarted "
+                     "its idle timer of "
+                  << autoPinSeconds << " s\n";
+            m_addedAt.start();
+            return;
+        }
         auto const document = m_server->document(documentId);
         std::shared_ptr<Datamodel::AutoPinServerDocumentOperator> autoPin;
         for (auto const& op : document->operators()) {
@@ -221,25 +275,36 @@ private:
         }
     }
 
-    void stepSeven(Datamodel::Note const& atA) {
+    /// Has the server store the canvas: in this process by asking it, over the network by stopping its
+    /// process, which stores every open document as it goes.
+    void storeCanvas() {
         QString error;
-        if (!m_server->storeDocument(documentId, error)) {
-            throw std::runtime_error(error.toStdString());
+        if (m_network ? !m_process.stop() : !m_server->storeDocument(documentId, error)) {
+            throw std::runtime_error(m_network ? "the server process did not stop well: " +
+                                                     m_process.takeLog().toStdString()
+                                               : error.toStdString());
         }
-        QString const path = m_server->storedPath(documentId);
+    }
+
+    void stepSeven(Datamodel::Note const& atA) {
+        storeCanvas();
+        QString const path = storedPath();
         QJsonObject stored;
+        QString error;
         if (!Tessel::StoredDocument::read(path, stored, error)) {
             throw std::runtime_error(error.toStdString());
         }
-        m_out << "step 7  the server stored the canvas in " << path << ": "
+        m_out << "step 7  the server " << (m_network ? "stopped on SIGTERM and " : "")
+              << "stored the canvas in " << path << ": "
               << stored.value(QStringLiteral("nodes")).toArray().size() << " nodes, \""
               << Datamodel::SharedCanvas::documentType() << "\" at version "
               << Tessel::JSONMigrations::reachedVersion(stored, Datamodel::SharedCanvas::documentType())
               << " of its chain\n";
         // A server that starts later, as a new release would, reads the canvas back through the chains.
         std::shared_ptr<Tessel::TesselServer> const later =
-            m_sites.makeServer(QString::fromLatin1(storageDirectory));
-        join(m_c, *later);
+            m_network ? nullptr : m_sites.makeServer(serverDirectory());
+        startServerProcess();
+        join(m_c, later.get());
         auto const* atC = dynamic_cast<Datamodel::Note const*>(m_c.document->findSharedElement(atA.guid()));
         if (!atC) {
             throw std::runtime_error("the stored canvas came back without the note");
@@ -247,6 +312,12 @@ private:
         m_out << "        a later server read it back; c opened it there: the note says \""
               << atC->text.value() << "\", pinned " << (atC->pinned.value() ? "true" : "false")
               << ", text-color " << text(atC->textColor.value()) << "\n";
+        if (m_network) {
+            // The first server process is gone: a and b open the canvas again on the later one.
+            join(m_a);
+            join(m_b);
+            m_out << "        a and b opened the canvas again on the later server process\n";
+        }
     }
 
     void stepEight() {
@@ -327,8 +398,12 @@ private:
     }
 
     QTextStream& m_out;
+    bool m_network;
     LocalSites m_sites;
+    /// The server in this process; null over the network.
     std::shared_ptr<Tessel::TesselServer> m_server;
+    /// The server process over the network.
+    ServeProcess m_process;
     Site m_a{QStringLiteral("a")};
     Site m_b{QStringLiteral("b")};
     Site m_c{QStringLiteral("c")};
@@ -339,7 +414,7 @@ private:
 
 QString demoHelp() {
     return QStringLiteral(
-        "usage: tavola demo\n"
+        "usage: tavola demo [--network]\n"
         "\n"
         "Runs a server and two clients, a and b, in this process. They share a fresh canvas, and a note "
         "goes\n"
@@ -350,16 +425,22 @@ QString demoHelp() {
         "sites see \"pinned\" arrive. Last, the server stores the canvas under ./tavola-data, and a server\n"
         "started later reads it back for a third client, c. Then a imports a small image into the canvas:\n"
         "the server takes its bytes, and b fetches them into its own storage. Each step prints what each\n"
-        "site sees.\n");
+        "site sees.\n"
+        "\n"
+        "With --network the server is a `tavola serve` process of its own, storing under\n"
+        "./tavola-data/network, and the clients reach it over WebSockets on 127.0.0.1; the later server is "
+        "a\n"
+        "new process on the same data, started once the first stopped on SIGTERM.\n");
 }
 
 int runDemo(QStringList const& arguments, QTextStream& out, QTextStream& err) {
-    if (!arguments.isEmpty()) {
+    bool const network = arguments == QStringList{QStringLiteral("--network")};
+    if (!arguments.isEmpty() && !network) {
         err << "tavola demo: unexpected argument '" << arguments.first() << "' (see tavola demo --help)";
         Qt::endl(err);
         return 2;
     }
-    return runGuarded("demo", out, err, [&] { Demo(out).run(); });
+    return runGuarded("demo", out, err, [&] { Demo(out, network).run(); });
 }
 
 } // namespace Tavola

@@ -73,13 +73,18 @@ void LocalSites::join(LocalClient& client, Tessel::TesselServer& server, QByteAr
     if (!documentType) {
         throw std::runtime_error("unknown document type '" + type.toStdString() + "'");
     }
+    join(client, server.connectInProcess(folly::getKeepAliveToken(&client.executor)), id, type,
+         documentType->factory);
+}
+
+void LocalSites::join(LocalClient& client, std::shared_ptr<Tessel::MessageLink> link, QByteArray const& id,
+                      QByteArray const& type, std::shared_ptr<Tessel::ElementFactory> factory) {
     auto joined = Tessel::ClientToServerConnection::connect(
-        server.connectInProcess(folly::getKeepAliveToken(&client.executor)),
-        {client.name, client.name + QStringLiteral("-user"), 0}, folly::getKeepAliveToken(&client.executor),
-        m_registry, std::make_shared<Tessel::ConnectionManager>(client.storage));
+        std::move(link), {client.name, client.name + QStringLiteral("-user"), 0},
+        folly::getKeepAliveToken(&client.executor), m_registry,
+        std::make_shared<Tessel::ConnectionManager>(client.storage));
     client.connection = waitFor(std::move(joined), "the server's welcome");
-    client.document =
-        waitFor(client.connection->openDocument(id, type, documentType->factory), "the document");
+    client.document = waitFor(client.connection->openDocument(id, type, std::move(factory)), "the document");
 }
 
 std::shared_ptr<Tessel::ServerDocument> LocalSites::openStored(Tessel::TesselServer& server,

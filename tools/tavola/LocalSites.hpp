@@ -65,6 +65,10 @@ public:
     /// Links `client` to `server` and opens the document `id` of `type` there.
     void join(LocalClient& client, Tessel::TesselServer& server, QByteArray const& id,
               QByteArray const& type);
+    /// Greets a server over `link` as `client` and opens the document `id` of `type` there, building its
+    /// elements with `factory`.
+    void join(LocalClient& client, std::shared_ptr<Tessel::MessageLink> link, QByteArray const& id,
+              QByteArray const& type, std::shared_ptr<Tessel::ElementFactory> factory);
     /// Opens on `server` the document `id` as `stored` holds it, brought forward through the chain of its
     /// type first. Throws `std::runtime_error` when it can't.
     std::shared_ptr<Tessel::ServerDocument> openStored(Tessel::TesselServer& server, QByteArray const& id,

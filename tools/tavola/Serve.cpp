@@ -21,14 +21,14 @@ namespace Tavola {
 namespace {
 
 constexpr quint16 defaultPort = 7480;
-/// Items on a canvas nobody moved for this long are pinned.
-constexpr float autoPinSeconds = 60.0f;
 
 struct ServeArguments {
     QString data;
     QHostAddress address{QHostAddress::LocalHost};
     quint16 port = defaultPort;
     QString postgres;
+    /// Items on a canvas nobody moved for this long are pinned.
+    float autoPinSeconds = 60.0f;
 };
 
 bool parseListen(QString const& text, ServeArguments& parsed) {
@@ -46,7 +46,7 @@ bool parse(QStringList const& arguments, ServeArguments& parsed, QString& error)
     for (int i = 0; i < arguments.size(); ++i) {
         QString const& option = arguments.at(i);
         bool const known = option == QLatin1String("--data") || option == QLatin1String("--listen") ||
-                           option == QLatin1String("--postgres");
+                           option == QLatin1String("--postgres") || option == QLatin1String("--auto-pin");
         if (!known) {
             error = QStringLiteral("unexpected argument '%1'").arg(option);
             return false;
@@ -60,6 +60,13 @@ bool parse(QStringList const& arguments, ServeArguments& parsed, QString& error)
             parsed.data = value;
         } else if (option == QLatin1String("--postgres")) {
             parsed.postgres = value;
+        } else if (option == QLatin1String("--auto-pin")) {
+            bool read = false;
+            parsed.autoPinSeconds = value.toFloat(&read);
+            if (!read || parsed.autoPinSeconds <= 0.0f) {
+                error = QStringLiteral("--auto-pin needs a number of seconds above 0, not '%1'").arg(value);
+                return false;
+            }
         } else if (!parseListen(value, parsed)) {
             error = QStringLiteral("'%1' is no ADDRESS:PORT").arg(value);
             return false;
@@ -104,7 +111,7 @@ private:
 
 int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
     QDir().mkpath(arguments.data);
-    Datamodel::registerTavolaServerOperators(autoPinSeconds, {});
+    Datamodel::registerTavolaServerOperators(arguments.autoPinSeconds, {});
     auto accounts = std::make_shared<Tessel::UserAccounts>();
     QString error;
     if (!accounts->load(QDir(arguments.data).filePath(QLatin1String(Tessel::UserAccounts::fileName)),
@@ -156,7 +163,7 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
 
 QString serveHelp() {
     return QStringLiteral(
-        "usage: tavola serve --data DIR [--listen ADDRESS:PORT] [--postgres CONNINFO]\n"
+        "usage: tavola serve --data DIR [--listen ADDRESS:PORT] [--postgres CONNINFO] [--auto-pin SECONDS]\n"
         "\n"
         "Runs a server that clients reach over WebSockets (ws://ADDRESS:PORT), with the same frames as a\n"
         "server in their own process. It listens on 127.0.0.1:7480 unless told otherwise (port 0 takes a\n"
@@ -166,7 +173,9 @@ QString serveHelp() {
         "\"server-index\") grants it: each user owns a home folder there, named by the user's id, and\n"
         "shares canvases through their permissions. Documents are JSON files in DIR, listed in\n"
         "DIR/server.sqlite, or, with --postgres, in that PostgreSQL database; asset contents are in\n"
-        "DIR/assets. The canvas operators run in every open canvas. It logs one line per connection and\n"
+        "DIR/assets. The canvas operators run in every open canvas; items nobody moved for --auto-pin "
+        "seconds\n"
+        "(60) are pinned. It logs one line per connection and\n"
         "per refused message, and on SIGINT or SIGTERM stores every open document and stops.\n");
 }
 
