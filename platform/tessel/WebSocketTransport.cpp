@@ -3,6 +3,9 @@
 #include "platform/cobalt/Trace.hpp"
 
 #include <QElapsedTimer>
+#include <QFile>
+#include <QSslConfiguration>
+#include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
@@ -189,7 +192,90 @@ private:
     CloseHandler m_onClosed;
 };
 
+/// Takes TCP connections and speaks TLS on each before it is handed on.
+class TlsTcpServer final : public QTcpServer {
+public:
+    explicit TlsTcpServer(QSslConfiguration configuration) : m_configuration(std::move(configuration)) {}
+
+protected:
+    void incomingConnection(qintptr descriptor) override {
+        auto* const socket = new QSslSocket(this);
+        if (!socket->setSocketDescriptor(descriptor)) {
+            delete socket;
+            return;
+        }
+        QObject::connect(socket, QOverload<QList<QSslError> const&>::of(&QSslSocket::sslErrors), socket,
+                         [socket](QList<QSslError> const& errors) {
+                             Cobalt::Trace::warning("WebSocketTransport # TLS with %s failed: %s",
+                                                    qUtf8Printable(socket->peerAddress().toString()),
+                                                    qUtf8Printable(errors.value(0).errorString()));
+                         });
+        socket->setSslConfiguration(m_configuration);
+        socket->startServerEncryption();
+        addPendingConnection(socket);
+    }
+
+private:
+    QSslConfiguration m_configuration;
+};
+
+std::unique_ptr<QTcpServer> makeTcpServer(WebSocketTls const& tls) {
+    if (!tls.isServing()) {
+        return std::make_unique<QTcpServer>();
+    }
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.setLocalCertificateChain(tls.certificateChain);
+    configuration.setPrivateKey(tls.privateKey);
+    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    return std::make_unique<TlsTcpServer>(configuration);
+}
+
+bool readFile(QString const& path, QByteArray& contents, QString& error) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        error = QStringLiteral("Can't read '%1': %2").arg(path, file.errorString());
+        return false;
+    }
+    contents = file.readAll();
+    return true;
+}
+
 } // namespace
+
+bool WebSocketTls::readServing(QString const& certificateFile, QString const& keyFile, WebSocketTls& tls,
+                               QString& error) {
+    QByteArray certificates;
+    QByteArray key;
+    if (!readFile(certificateFile, certificates, error) || !readFile(keyFile, key, error)) {
+        return false;
+    }
+    tls.certificateChain = QSslCertificate::fromData(certificates, QSsl::Pem);
+    // The key is RSA or EC; whichever reads.
+    tls.privateKey = QSslKey(key, QSsl::Rsa, QSsl::Pem);
+    if (tls.privateKey.isNull()) {
+        tls.privateKey = QSslKey(key, QSsl::Ec, QSsl::Pem);
+    }
+    if (tls.certificateChain.isEmpty() || tls.privateKey.isNull()) {
+        error = tls.certificateChain.isEmpty()
+                    ? QStringLiteral("'%1' holds no certificate").arg(certificateFile)
+                    : QStringLiteral("'%1' holds no private key").arg(keyFile);
+        return false;
+    }
+    return true;
+}
+
+bool WebSocketTls::readTrusted(QString const& file, WebSocketTls& tls, QString& error) {
+    QByteArray certificates;
+    if (!readFile(file, certificates, error)) {
+        return false;
+    }
+    tls.trustedAuthorities += QSslCertificate::fromData(certificates, QSsl::Pem);
+    if (tls.trustedAuthorities.isEmpty()) {
+        error = QStringLiteral("'%1' holds no certificate").arg(file);
+        return false;
+    }
+    return true;
+}
 
 std::shared_ptr<MessageLink> WebSocketTransport::adopt(QWebSocket* socket,
                                                        folly::Executor::KeepAlive<> executor, Limits limits) {
@@ -198,9 +284,16 @@ std::shared_ptr<MessageLink> WebSocketTransport::adopt(QWebSocket* socket,
     return link;
 }
 
-folly::Future<std::shared_ptr<MessageLink>>
-WebSocketTransport::connect(QUrl const& url, folly::Executor::KeepAlive<> executor, Limits limits) {
+folly::Future<std::shared_ptr<MessageLink>> WebSocketTransport::connect(QUrl const& url,
+                                                                        folly::Executor::KeepAlive<> executor,
+                                                                        Limits limits,
+                                                                        WebSocketTls const& tls) {
     auto* const socket = new QWebSocket();
+    if (!tls.trustedAuthorities.isEmpty()) {
+        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setCaCertificates(configuration.caCertificates() + tls.trustedAuthorities);
+        socket->setSslConfiguration(configuration);
+    }
     auto promise = std::make_shared<folly::Promise<std::shared_ptr<MessageLink>>>();
     auto future = promise->getFuture();
     QObject::connect(socket, &QWebSocket::connected, socket, [socket, promise, executor, limits] {
@@ -220,17 +313,17 @@ WebSocketTransport::connect(QUrl const& url, folly::Executor::KeepAlive<> execut
     return future;
 }
 
-std::unique_ptr<WebSocketListener> WebSocketListener::listen(QHostAddress const& address, quint16 port,
-                                                             Accept accept,
-                                                             folly::Executor::KeepAlive<> executor,
-                                                             QString& error,
-                                                             WebSocketTransport::Limits limits) {
+std::unique_ptr<WebSocketListener>
+WebSocketListener::listen(QHostAddress const& address, quint16 port, Accept accept,
+                          folly::Executor::KeepAlive<> executor, QString& error,
+                          WebSocketTransport::Limits limits, WebSocketTls const& tls) {
     std::unique_ptr<WebSocketListener> listener(new WebSocketListener());
     listener->m_server =
         std::make_unique<QWebSocketServer>(QStringLiteral("tessel"), QWebSocketServer::NonSecureMode);
     QWebSocketServer* const server = listener->m_server.get();
-    // The server takes the TCP connections itself, to send small frames at once instead of gathering them.
-    listener->m_tcp = std::make_unique<QTcpServer>();
+    // The server takes the TCP connections itself, to send small frames at once instead of gathering them,
+    // and to speak TLS on them before the WebSocket handshake.
+    listener->m_tcp = makeTcpServer(tls);
     QTcpServer* const tcp = listener->m_tcp.get();
     if (!tcp->listen(address, port)) {
         error = QStringLiteral("Can't listen on %1:%2: %3")

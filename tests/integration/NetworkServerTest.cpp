@@ -44,7 +44,12 @@ protected:
     /// Fills the data directory before the server starts.
     virtual void prepareData() {}
 
-    void startServer() { ASSERT_NO_THROW(m_server.start(QStringLiteral(TAVOLA_EXECUTABLE), m_data.path())); }
+    /// Options of `tavola serve` besides the data directory and the address.
+    virtual QStringList serveOptions() const { return {}; }
+
+    void startServer() {
+        ASSERT_NO_THROW(m_server.start(QStringLiteral(TAVOLA_EXECUTABLE), m_data.path(), serveOptions()));
+    }
 
     struct Client {
         std::shared_ptr<Tessel::ClientToServerConnection> connection;
@@ -60,9 +65,10 @@ protected:
     /// A client that greeted the server over the network as `identity` says.
     folly::Future<std::shared_ptr<Tessel::ClientToServerConnection>>
     connectWith(Tessel::ClientToServerConnection::Identity const& identity) {
-        auto link = waitFor(
-            Tessel::WebSocketTransport::connect(m_server.url(), folly::getKeepAliveToken(&m_executor)),
-            "the socket to open");
+        auto link =
+            waitFor(Tessel::WebSocketTransport::connect(m_server.url(), folly::getKeepAliveToken(&m_executor),
+                                                        Tessel::WebSocketLimits(), m_tls),
+                    "the socket to open");
         return Tessel::ClientToServerConnection::connect(link, identity,
                                                          folly::getKeepAliveToken(&m_executor), m_registry);
     }
@@ -99,6 +105,8 @@ protected:
     std::shared_ptr<Kelp::TypeRegistry> m_registry = TestSupport::modelTypeRegistry();
     QTemporaryDir m_data;
     TestSupport::ServerProcess m_server;
+    /// What clients trust of a server that speaks TLS.
+    Tessel::WebSocketTls m_tls;
 };
 
 } // namespace
@@ -193,6 +201,37 @@ TEST_F(NetworkServerTest, AClientThatReconnectsAfterAKillLearnsWhichOfItsUnanswe
     }
     EXPECT_EQ(notes, acknowledged + recovered.size())
         << "the canvas holds each acknowledged note and each recovered one, and nothing else";
+}
+
+namespace {
+
+QString testTlsFile(char const* name) {
+    return QStringLiteral(DATAMODEL_SOURCE_DIR "/tests/testdata/tls/") + QLatin1String(name);
+}
+
+/// A server that speaks TLS with the test certificate, which its clients trust.
+class TlsNetworkTest : public NetworkServerTest {
+protected:
+    void prepareData() override {
+        QString error;
+        ASSERT_TRUE(Tessel::WebSocketTls::readTrusted(testTlsFile("server.crt"), m_tls, error))
+            << error.toStdString();
+    }
+    QStringList serveOptions() const override {
+        return {QStringLiteral("--tls-cert"), testTlsFile("server.crt"), QStringLiteral("--tls-key"),
+                testTlsFile("server.key")};
+    }
+};
+
+} // namespace
+
+TEST_F(TlsNetworkTest, ClientsShareACanvasOverTls) {
+    EXPECT_EQ(m_server.url().scheme(), QStringLiteral("wss"));
+    Client a = join(QStringLiteral("a"));
+    Client b = join(QStringLiteral("b"));
+    QByteArray const guid = addNote(a, QStringLiteral("encrypted on the way"));
+    ASSERT_TRUE(waitUntil([&] { return noteAt(b, guid) != nullptr; }));
+    EXPECT_EQ(noteAt(b, guid)->text.value(), QStringLiteral("encrypted on the way"));
 }
 
 TEST_F(NetworkServerTest, BytesThatAreNoFrameAreRefusedAndLoggedAndOtherClientsGoOn) {

@@ -29,6 +29,9 @@ struct ServeArguments {
     QString postgres;
     /// Items on a canvas nobody moved for this long are pinned.
     float autoPinSeconds = 60.0f;
+    /// PEM files of the certificate and key that make the listener speak TLS (wss://); empty: none.
+    QString tlsCertificate;
+    QString tlsKey;
 };
 
 bool parseListen(QString const& text, ServeArguments& parsed) {
@@ -45,8 +48,10 @@ bool parseListen(QString const& text, ServeArguments& parsed) {
 bool parse(QStringList const& arguments, ServeArguments& parsed, QString& error) {
     for (int i = 0; i < arguments.size(); ++i) {
         QString const& option = arguments.at(i);
-        bool const known = option == QLatin1String("--data") || option == QLatin1String("--listen") ||
-                           option == QLatin1String("--postgres") || option == QLatin1String("--auto-pin");
+        static QStringList const s_options{QStringLiteral("--data"),     QStringLiteral("--listen"),
+                                           QStringLiteral("--postgres"), QStringLiteral("--auto-pin"),
+                                           QStringLiteral("--tls-cert"), QStringLiteral("--tls-key")};
+        bool const known = s_options.contains(option);
         if (!known) {
             error = QStringLiteral("unexpected argument '%1'").arg(option);
             return false;
@@ -60,6 +65,10 @@ bool parse(QStringList const& arguments, ServeArguments& parsed, QString& error)
             parsed.data = value;
         } else if (option == QLatin1String("--postgres")) {
             parsed.postgres = value;
+        } else if (option == QLatin1String("--tls-cert")) {
+            parsed.tlsCertificate = value;
+        } else if (option == QLatin1String("--tls-key")) {
+            parsed.tlsKey = value;
         } else if (option == QLatin1String("--auto-pin")) {
             bool read = false;
             parsed.autoPinSeconds = value.toFloat(&read);
@@ -74,6 +83,10 @@ bool parse(QStringList const& arguments, ServeArguments& parsed, QString& error)
     }
     if (parsed.data.isEmpty()) {
         error = QStringLiteral("--data DIR is missing");
+        return false;
+    }
+    if (parsed.tlsCertificate.isEmpty() != parsed.tlsKey.isEmpty()) {
+        error = QStringLiteral("--tls-cert and --tls-key go together");
         return false;
     }
     return true;
@@ -113,8 +126,13 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
     QDir().mkpath(arguments.data);
     Datamodel::registerTavolaServerOperators(arguments.autoPinSeconds, {});
     auto accounts = std::make_shared<Tessel::UserAccounts>();
+    Tessel::WebSocketTls tls;
     QString error;
-    if (!accounts->load(QDir(arguments.data).filePath(QLatin1String(Tessel::UserAccounts::fileName)),
+    bool const tlsRead =
+        arguments.tlsKey.isEmpty() ||
+        Tessel::WebSocketTls::readServing(arguments.tlsCertificate, arguments.tlsKey, tls, error);
+    if (!tlsRead ||
+        !accounts->load(QDir(arguments.data).filePath(QLatin1String(Tessel::UserAccounts::fileName)),
                         error)) {
         err << "tavola serve: " << error;
         Qt::endl(err);
@@ -138,15 +156,15 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
             Cobalt::Trace::info("tavola serve # Connection from %s", qUtf8Printable(peer));
             server->accept(std::move(link));
         },
-        folly::getKeepAliveToken(sites.serverExecutor()), error);
+        folly::getKeepAliveToken(sites.serverExecutor()), error, Tessel::WebSocketLimits(), tls);
     if (!listener) {
         err << "tavola serve: " << error;
         Qt::endl(err);
         return 1;
     }
     StopOnSignals const stop;
-    out << "tavola serve: listening on ws://" << arguments.address.toString() << ":" << listener->port()
-        << ", documents in "
+    out << "tavola serve: listening on " << (tls.isServing() ? "wss://" : "ws://")
+        << arguments.address.toString() << ":" << listener->port() << ", documents in "
         << (arguments.postgres.isEmpty() ? QDir(arguments.data).absolutePath() : QStringLiteral("PostgreSQL"))
         << (checked ? QStringLiteral(", %1 users sign in%2")
                           .arg(accounts->users().size())
@@ -164,9 +182,11 @@ int serve(ServeArguments const& arguments, QTextStream& out, QTextStream& err) {
 QString serveHelp() {
     return QStringLiteral(
         "usage: tavola serve --data DIR [--listen ADDRESS:PORT] [--postgres CONNINFO] [--auto-pin SECONDS]\n"
+        "                    [--tls-cert FILE --tls-key FILE]\n"
         "\n"
-        "Runs a server that clients reach over WebSockets (ws://ADDRESS:PORT), with the same frames as a\n"
-        "server in their own process. It listens on 127.0.0.1:7480 unless told otherwise (port 0 takes a\n"
+        "Runs a server that clients reach over WebSockets (ws://ADDRESS:PORT, or wss:// with the PEM\n"
+        "certificate and key of --tls-cert and --tls-key), with the same frames as a server in their own\n"
+        "process. It listens on 127.0.0.1:7480 unless told otherwise (port 0 takes a\n"
         "free port; the line it prints names it). Once DIR/users.json holds users (tavola user add), every\n"
         "client signs in with a user's name and password, or as \"guest\" without one where guests are\n"
         "allowed (tavola guest allow), and may open and change what the server index (the document\n"

@@ -23,7 +23,7 @@ void ServeProcess::start(QString const& tavola, QString const& dataDirectory, QS
     m_process.start(tavola, QStringList{QStringLiteral("serve"), QStringLiteral("--data"), dataDirectory,
                                         QStringLiteral("--listen"), QStringLiteral("127.0.0.1:0")} +
                                 options);
-    static QRegularExpression const s_listening(QStringLiteral("listening on (ws://127\\.0\\.0\\.1:\\d+)"));
+    static QRegularExpression const s_listening(QStringLiteral("listening on (wss?://127\\.0\\.0\\.1:\\d+)"));
     QString output;
     QElapsedTimer clock;
     clock.start();

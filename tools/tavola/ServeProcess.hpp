@@ -26,7 +26,7 @@ public:
     void kill();
     /// What it wrote to standard error since the last call.
     QString takeLog();
-    /// Where it listens: ws://127.0.0.1:PORT.
+    /// Where it listens: ws://127.0.0.1:PORT, or wss:// when told to speak TLS.
     QUrl const& url() const { return m_url; }
 
 private:

@@ -18,7 +18,8 @@ namespace {
 class WebSocketTransportTest : public ::testing::Test {
 protected:
     /// Listens on a free port; each link accepted gets handlers that record what it hears.
-    void listen(Tessel::WebSocketLimits limits = Tessel::WebSocketLimits()) {
+    void listen(Tessel::WebSocketLimits limits = Tessel::WebSocketLimits(),
+                Tessel::WebSocketTls const& tls = Tessel::WebSocketTls()) {
         QString error;
         m_listener = Tessel::WebSocketListener::listen(
             QHostAddress::LocalHost, 0,
@@ -27,7 +28,7 @@ protected:
                                   [this] { ++m_serverClosed; });
                 m_accepted.push_back(std::move(link));
             },
-            folly::getKeepAliveToken(&m_executor), error, limits);
+            folly::getKeepAliveToken(&m_executor), error, limits, tls);
         ASSERT_NE(m_listener, nullptr) << error.toStdString();
     }
 
@@ -162,4 +163,66 @@ TEST_F(WebSocketTransportTest, APeerThatStaysSilentIsClosedAfterTheIdleTime) {
     clock.start();
     EXPECT_TRUE(waitUntil([&] { return m_serverClosed == 1; })) << "closed for its silence";
     EXPECT_GE(clock.elapsed(), 50);
+}
+
+namespace {
+
+/// The test certificate for 127.0.0.1 and its key, as a listener serves them.
+Tessel::WebSocketTls testTls() {
+    Tessel::WebSocketTls tls;
+    QString error;
+    QString const directory = QStringLiteral(DATAMODEL_SOURCE_DIR "/tests/testdata/tls/");
+    EXPECT_TRUE(Tessel::WebSocketTls::readServing(directory + QStringLiteral("server.crt"),
+                                                  directory + QStringLiteral("server.key"), tls, error))
+        << error.toStdString();
+    return tls;
+}
+
+/// A client's trust in the test certificate.
+Tessel::WebSocketTls trustingTestTls() {
+    Tessel::WebSocketTls tls;
+    QString error;
+    EXPECT_TRUE(Tessel::WebSocketTls::readTrusted(
+        QStringLiteral(DATAMODEL_SOURCE_DIR "/tests/testdata/tls/server.crt"), tls, error))
+        << error.toStdString();
+    return tls;
+}
+
+} // namespace
+
+TEST_F(WebSocketTransportTest, OverTlsFramesReachAListenerWhoseCertificateTheClientTrusts) {
+    listen(Tessel::WebSocketLimits(), testTls());
+    QUrl secure = url();
+    secure.setScheme(QStringLiteral("wss"));
+    auto connected = Tessel::WebSocketTransport::connect(secure, folly::getKeepAliveToken(&m_executor),
+                                                         Tessel::WebSocketLimits(), trustingTestTls());
+    ASSERT_TRUE(waitUntil([&] { return connected.isReady(); }));
+    auto const client = std::move(connected).get();
+    client->send(QByteArrayLiteral("over TLS"));
+    EXPECT_TRUE(waitUntil([&] { return m_received.size() == 1; }));
+    EXPECT_EQ(m_received, std::vector<QByteArray>{QByteArrayLiteral("over TLS")});
+}
+
+TEST_F(WebSocketTransportTest, AClientRefusesACertificateItDoesNotTrustAndAPlainClientGetsNowhere) {
+    listen(Tessel::WebSocketLimits(), testTls());
+    QUrl secure = url();
+    secure.setScheme(QStringLiteral("wss"));
+    auto untrusting = Tessel::WebSocketTransport::connect(secure, folly::getKeepAliveToken(&m_executor));
+    ASSERT_TRUE(waitUntil([&] { return untrusting.isReady(); }));
+    EXPECT_TRUE(untrusting.hasException()) << "a self-signed certificate nobody trusts";
+    auto plain = Tessel::WebSocketTransport::connect(url(), folly::getKeepAliveToken(&m_executor));
+    ASSERT_TRUE(waitUntil([&] { return plain.isReady(); }));
+    EXPECT_TRUE(plain.hasException()) << "no WebSocket without TLS on a TLS listener";
+    EXPECT_TRUE(m_accepted.empty());
+}
+
+TEST(WebSocketTls, FilesThatHoldNoCertificateOrKeyAreRefusedWithTheirName) {
+    Tessel::WebSocketTls tls;
+    QString error;
+    QString const certificate = QStringLiteral(DATAMODEL_SOURCE_DIR "/tests/testdata/tls/server.crt");
+    EXPECT_FALSE(Tessel::WebSocketTls::readServing(certificate, certificate, tls, error));
+    EXPECT_TRUE(error.contains(QStringLiteral("holds no private key"))) << error.toStdString();
+    EXPECT_FALSE(
+        Tessel::WebSocketTls::readServing(QStringLiteral("/nonexistent.crt"), certificate, tls, error));
+    EXPECT_TRUE(error.contains(QStringLiteral("/nonexistent.crt"))) << error.toStdString();
 }
