@@ -226,3 +226,33 @@ TEST(WebSocketTls, FilesThatHoldNoCertificateOrKeyAreRefusedWithTheirName) {
         Tessel::WebSocketTls::readServing(QStringLiteral("/nonexistent.crt"), certificate, tls, error));
     EXPECT_TRUE(error.contains(QStringLiteral("/nonexistent.crt"))) << error.toStdString();
 }
+
+TEST_F(WebSocketTransportTest, APeerThatDoesNotKeepUpIsClosedAndTheOthersAreNotKeptWaiting) {
+    Tessel::WebSocketLimits limits;
+    limits.maximumQueuedBytes = 256 * 1024;
+    listen(limits);
+    // A peer that greets and then reads nothing more: what is sent to it piles up.
+    QTcpSocket slow;
+    slow.setReadBufferSize(1);
+    slow.connectToHost(QHostAddress::LocalHost, m_listener->port());
+    ASSERT_TRUE(waitUntil([&] { return slow.state() == QAbstractSocket::ConnectedState; }));
+    slow.write("GET / HTTP/1.1\r\nHost: 127.0.0.1\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+               "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n");
+    ASSERT_TRUE(waitUntil([&] { return m_accepted.size() == 1; }));
+    auto const fast = connect();
+    ASSERT_TRUE(waitUntil([&] { return m_accepted.size() == 2; }));
+    std::shared_ptr<Tessel::MessageLink> const toSlow = m_accepted.front();
+    std::shared_ptr<Tessel::MessageLink> const toFast = m_accepted.back();
+    std::vector<QByteArray> heardByFast;
+    fast->setHandlers([&](QByteArray const& frame) { heardByFast.push_back(frame); }, [] {});
+
+    QByteArray const block(64 * 1024, 'x');
+    for (int i = 0; i < 1024 && toSlow->isOpen(); ++i) {
+        toSlow->send(block);
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 1);
+    }
+    EXPECT_TRUE(waitUntil([&] { return !toSlow->isOpen(); })) << "the slow peer is closed";
+    EXPECT_EQ(m_serverClosed, 1) << "its link tells why it went, once";
+    toFast->send(QByteArrayLiteral("still here"));
+    EXPECT_TRUE(waitUntil([&] { return heardByFast.size() == 1; })) << "the other link goes on";
+}
