@@ -136,6 +136,7 @@
 #include "platform/tessel/MessageLink.hpp"
 #include "platform/tessel/NodeTransaction.hpp"
 #include "platform/tessel/ObjectFactoryT.hpp"
+#include "platform/tessel/PasswordHash.hpp"
 #include "platform/tessel/PermissionManager.hpp"
 #include "platform/tessel/PostgresDocumentStore.hpp"
 #include "platform/tessel/PreparedSqlQueries.hpp"

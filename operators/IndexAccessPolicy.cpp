@@ -54,15 +54,15 @@ QByteArray const& changedGuid(Tessel::Wire::Operation const& operation) {
     return operation.kind == Tessel::Wire::OperationKind::AddNode ? operation.parentGuid : operation.nodeGuid;
 }
 
-/// The canvas record of `canvasId` in the subtree of `node`; null if none.
-CanvasDocument const* findRecord(Basalt::Node const& node, QByteArray const& canvasId) {
-    auto const* const record = dynamic_cast<CanvasDocument const*>(&node);
-    if (record && record->canvasId() == canvasId) {
+/// The first canvas record in the subtree of `node`, depth first, that `wanted` takes; null if none.
+CanvasDocument* findRecord(Basalt::Node& node, std::function<bool(CanvasDocument&)> const& wanted) {
+    auto* const record = dynamic_cast<CanvasDocument*>(&node);
+    if (record && wanted(*record)) {
         return record;
     }
     for (auto const& entry : node.attributes()) {
-        auto const* const child = dynamic_cast<Tessel::Element const*>(entry.second);
-        if (CanvasDocument const* const found = child ? findRecord(*child, canvasId) : nullptr) {
+        auto* const child = dynamic_cast<Tessel::Element*>(entry.second);
+        if (CanvasDocument* const found = child ? findRecord(*child, wanted) : nullptr) {
             return found;
         }
     }
@@ -152,8 +152,20 @@ void IndexAccessPolicy::scheduleReview() {
         }
         self->m_reviewScheduled = false;
         if (std::shared_ptr<Tessel::TesselServer> const server = self->m_server.lock()) {
+            self->takeAccessPasswords(*server);
             server->reviewAccess();
         }
+    });
+}
+
+void IndexAccessPolicy::takeAccessPasswords(Tessel::TesselServer& server) {
+    findRecord(*index(), [&](CanvasDocument& record) {
+        QString const password = record.initialAccessPassword.value();
+        // Taken once its canvas is listed; cleared from the index, where everybody reads it.
+        if (!password.isEmpty() && server.setAccessPassword(record.canvasId(), password)) {
+            record.initialAccessPassword = QString();
+        }
+        return false;
     });
 }
 
@@ -174,7 +186,7 @@ CanvasDocument const* IndexAccessPolicy::record(QByteArray const& canvasId) cons
     }
     // The index lists a record once its canvas is listed by the server, which its first open does a turn
     // after the open is asked for.
-    return findRecord(*root, canvasId);
+    return findRecord(*root, [&](CanvasDocument& candidate) { return candidate.canvasId() == canvasId; });
 }
 
 Tessel::Permission IndexAccessPolicy::levelOf(ServerIndexNode const& node, unsigned userId) const {

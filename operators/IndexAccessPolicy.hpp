@@ -33,7 +33,8 @@ class User;
 /// The policy reads the index through a client of its own in the server's process (`start`), so that the
 /// index's own logic decides; a change of the index reaches it one turn of the server's thread after the
 /// server applied it, and then every open document is reviewed (`Tessel::TesselServer::reviewAccess`).
-/// "nobody" grants nothing.
+/// "nobody" grants nothing. A record's "initial-access-password", once its canvas is listed, becomes the
+/// canvas's access password (`Tessel::TesselServer::setAccessPassword`) and is cleared from the index.
 class IndexAccessPolicy : public Tessel::AccessPolicy,
                           public std::enable_shared_from_this<IndexAccessPolicy> {
 public:
@@ -78,6 +79,9 @@ private:
     void addHomeFolders(ServerDirectory const& directory);
     /// Reviews the server's clients once, after the changes of this turn.
     void scheduleReview();
+    /// Gives each listed canvas the access password its record asks for ("initial-access-password"), and
+    /// clears that from the record.
+    void takeAccessPasswords(Tessel::TesselServer& server);
 
     std::weak_ptr<Tessel::TesselServer> m_server;
     folly::Executor::KeepAlive<> m_executor;

@@ -102,8 +102,7 @@ void ClientToServerConnection::send(Wire::MessageKind kind, Cobalt::BinaryData c
 
 folly::Future<std::shared_ptr<DocumentConnection>>
 ClientToServerConnection::openDocument(QByteArray const& id, QByteArray const& type,
-                                       std::shared_ptr<ElementFactory> factory,
-                                       DocumentResume const& resume) {
+                                       std::shared_ptr<ElementFactory> factory, OpenOptions const& options) {
     if (!isConnected()) {
         return folly::makeFuture<std::shared_ptr<DocumentConnection>>(connectionLost());
     }
@@ -119,8 +118,9 @@ ClientToServerConnection::openDocument(QByteArray const& id, QByteArray const& t
     request.writeString(id);
     request.writeString(type);
     request.writeString(pending.sessionKey);
-    request.writeString(resume.sessionKey);
-    Wire::writeTransactionIds(request, resume.unanswered);
+    request.writeString(options.resume.sessionKey);
+    Wire::writeTransactionIds(request, options.resume.unanswered);
+    request.writeString(options.accessPassword.toUtf8());
     send(Wire::MessageKind::OpenDocument, request);
     return opened;
 }

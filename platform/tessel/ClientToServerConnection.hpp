@@ -36,6 +36,14 @@ struct DocumentResume {
     std::vector<std::int64_t> unanswered;
 };
 
+/// What a client says when it opens a document, besides which.
+struct OpenOptions {
+    /// Of the same document opened before a lost link: see `DocumentResume`.
+    DocumentResume resume = DocumentResume();
+    /// The document's access password, for a document that has one.
+    QString accessPassword = QString();
+};
+
 /// A client's link to one server, with what the server announced when the client joined: its version, the
 /// user this client acts for and the identifier of this connection. Server time is the local clock
 /// corrected by the offset the server reported.
@@ -114,11 +122,11 @@ public:
     /// until then; an open document keeps it alive after.
     ///
     /// With the `resume` of a document whose link went (`DocumentConnection::resume`), the server also says
-    /// which of its unanswered transactions it had applied (`DocumentConnection::recoveredTransactions`).
-    folly::Future<std::shared_ptr<DocumentConnection>> openDocument(QByteArray const& id,
-                                                                    QByteArray const& type,
-                                                                    std::shared_ptr<ElementFactory> factory,
-                                                                    DocumentResume const& resume = {});
+    /// which of its unanswered transactions it had applied (`DocumentConnection::recoveredTransactions`). A
+    /// document with an access password opens only with that password.
+    folly::Future<std::shared_ptr<DocumentConnection>>
+    openDocument(QByteArray const& id, QByteArray const& type, std::shared_ptr<ElementFactory> factory,
+                 OpenOptions const& options = OpenOptions());
     /// Whether the link is up.
     bool isConnected() const;
     /// Closes the link: open documents stop sharing, and what waits for the server fails with "Connection

@@ -203,6 +203,11 @@ std::shared_ptr<ServerDocument> TesselServer::openDocument(QByteArray const& id,
     listDocument(*opened);
     if (isStored) {
         restoreInfo(stored.value(QLatin1String(documentInfoKey)).toArray(), *documentInfo(id));
+        if (PasswordHash const password =
+                PasswordHash::fromJson(stored.value(QLatin1String(accessPasswordKey)).toObject());
+            password.isValid()) {
+            m_accessPasswords[id] = password;
+        }
     } else if (m_options.store && !load) {
         // Stored at once, so that the changes journaled from now on find the same root when replayed.
         storeQuietly(id);
@@ -325,6 +330,7 @@ bool TesselServer::removeDocument(QByteArray const& id) {
     std::shared_ptr<ServerDocument> const removed = found->second;
     m_documents.erase(found);
     m_listing.erase(id);
+    m_accessPasswords.erase(id);
     m_storeScheduled.erase(id);
     m_journalSequences.erase(id);
     if (QString error; m_options.store && !m_options.store->remove(id, error)) {
@@ -338,6 +344,26 @@ bool TesselServer::removeDocument(QByteArray const& id) {
     unlisted.writeString(id);
     broadcast(Wire::MessageKind::DocumentUnlisted, unlisted);
     return true;
+}
+
+bool TesselServer::setAccessPassword(QByteArray const& id, QString const& password) {
+    std::shared_ptr<DocumentInfo> const info = documentInfo(id);
+    if (!info) {
+        return false;
+    }
+    if (password.isEmpty()) {
+        m_accessPasswords.erase(id);
+    } else {
+        m_accessPasswords[id] = PasswordHash::of(password);
+    }
+    info->accessPasswordAttribute = !password.isEmpty();
+    storeQuietly(id);
+    return true;
+}
+
+bool TesselServer::opensWith(QByteArray const& id, QString const& password) const {
+    auto const found = m_accessPasswords.find(id);
+    return found == m_accessPasswords.end() || found->second.matches(password);
 }
 
 bool TesselServer::mayOpen(ServerToClientConnection const& connection, ServerDocument const& document,
@@ -403,6 +429,9 @@ bool TesselServer::storeDocument(QByteArray const& id, QString& error) const {
     if (std::shared_ptr<DocumentInfo> const info = documentInfo(id)) {
         stored.insert(QLatin1String(documentInfoKey), storedInfo(*info));
         listing = listingOf(*info);
+    }
+    if (auto const password = m_accessPasswords.find(id); password != m_accessPasswords.end()) {
+        stored.insert(QLatin1String(accessPasswordKey), password->second.toJson());
     }
     return m_options.store->write(id, open->type(), stored, listing, error);
 }
@@ -585,6 +614,7 @@ bool TesselServer::handleOpen(ServerToClientConnection& connection, Cobalt::Bina
     QByteArray sessionKey;
     QByteArray earlierSession;
     std::vector<std::int64_t> unanswered;
+    QByteArray accessPassword;
     Wire::PayloadReader reader(payload);
     reader.text(id).text(type);
     // A client that names its opening may ask about transactions of an earlier one.
@@ -592,12 +622,20 @@ bool TesselServer::handleOpen(ServerToClientConnection& connection, Cobalt::Bina
         reader.text(sessionKey).text(earlierSession);
         Wire::readTransactionIds(reader, unanswered);
     }
+    if (reader.ok() && !payload.atEnd()) {
+        reader.text(accessPassword);
+    }
     if (!reader.complete()) {
         error = QStringLiteral("malformed request to open a document");
         return false;
     }
     std::shared_ptr<ServerDocument> const opened = openDocument(id, type, error);
-    bool const permitted = opened && mayOpen(connection, *opened, error);
+    bool const unlocked =
+        opened && (connection.isTrusted() || opensWith(id, QString::fromUtf8(accessPassword)));
+    if (opened && !unlocked) {
+        error = QStringLiteral("document '%1' needs its access password").arg(QString::fromUtf8(id));
+    }
+    bool const permitted = unlocked && mayOpen(connection, *opened, error);
     if (permitted && opened->connectionOf(connection)) {
         return true;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/cobalt/VersionString.hpp"
+#include "platform/tessel/PasswordHash.hpp"
 #include "platform/tessel/ServerDocument.hpp"
 #include "platform/tessel/ServerOperators.hpp"
 
@@ -33,6 +34,8 @@ constexpr char documentInfoKey[] = "documentInfo";
 /// The key of a stored document under which the server keeps the number of the last journaled change that
 /// the stored form holds.
 constexpr char journalSequenceKey[] = "journalSequence";
+/// The key of a stored document under which the server keeps the hash of its access password.
+constexpr char accessPasswordKey[] = "accessPassword";
 class AccessPolicy;
 class AssetStorage;
 class SignInTokens;
@@ -134,6 +137,12 @@ public:
     /// null for a document it doesn't hold. Writing a value tells every client. The server keeps "size"
     /// (the nodes of the persistent tree) and "modified" true as clients change the document.
     std::shared_ptr<DocumentInfo> documentInfo(QByteArray const& id) const;
+    /// Gives a listed document an access password, or takes it away with an empty one: a client then opens
+    /// the document only with the password (a trusted one needs none). The server keeps only its hash, with
+    /// the stored document, and every client hears "has-access-password". False when the server doesn't
+    /// list the document.
+    bool setAccessPassword(QByteArray const& id, QString const& password);
+
     /// Takes a document off the server, its stored file included: the clients that have it open lose it,
     /// as if their link went, and every client hears that it is gone. False when the server doesn't hold
     /// it open.
@@ -197,6 +206,8 @@ private:
                 QByteArray const& presented, std::int32_t& userId, QByteArray& token);
     /// Answers a refused greeting after the delay; the connection stays without a user and greeting.
     void refuseSignIn(ServerToClientConnection& connection);
+    /// Whether `password` opens the document `id`: it has no access password, or this one.
+    bool opensWith(QByteArray const& id, QString const& password) const;
     /// Whether the access policy lets `connection` open `document`; the reason in `error` when not.
     bool mayOpen(ServerToClientConnection const& connection, ServerDocument const& document,
                  QString& error) const;
@@ -209,6 +220,7 @@ private:
     std::map<QByteArray, std::shared_ptr<ServerDocumentType const>> m_types;
     std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
     std::map<QByteArray, std::shared_ptr<DocumentInfo>> m_listing;
+    std::map<QByteArray, PasswordHash> m_accessPasswords;
     std::set<QByteArray> m_listingScheduled;
     /// Documents changed since they were last stored, and the timer that stores them.
     std::set<QByteArray> m_storeScheduled;

@@ -2,63 +2,13 @@
 
 #include "platform/tessel/StoredDocument.hpp"
 
-#include <QCryptographicHash>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QPasswordDigestor>
-#include <QRandomGenerator>
 
 #include <algorithm>
 
 namespace Tessel {
-
-namespace {
-
-constexpr int kSaltBytes = 16;
-constexpr int kHashBytes = 32;
-
-QByteArray derive(QString const& password, QByteArray const& salt, int rounds) {
-    return QPasswordDigestor::deriveKeyPbkdf2(QCryptographicHash::Sha256, password.toUtf8(), salt, rounds,
-                                              kHashBytes);
-}
-
-QByteArray randomSalt() {
-    QByteArray salt(kSaltBytes, '\0');
-    QRandomGenerator::system()->fillRange(reinterpret_cast<quint32*>(salt.data()), kSaltBytes / 4);
-    return salt;
-}
-
-/// Compares in a time that depends on the length only.
-bool sameBytes(QByteArray const& a, QByteArray const& b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    unsigned char difference = 0;
-    for (int i = 0; i < a.size(); ++i) {
-        difference |= static_cast<unsigned char>(a[i] ^ b[i]);
-    }
-    return difference == 0;
-}
-
-QString hex(QByteArray const& bytes) {
-    return QString::fromLatin1(bytes.toHex());
-}
-
-QByteArray fromHex(QJsonValue const& value) {
-    return QByteArray::fromHex(value.toString().toLatin1());
-}
-
-} // namespace
-
-UserAccounts::User UserAccounts::hashed(unsigned id, QString const& password) {
-    User user;
-    user.id = id;
-    user.salt = randomSalt();
-    user.iterations = iterations;
-    user.hash = derive(password, user.salt, user.iterations);
-    return user;
-}
 
 unsigned UserAccounts::addUser(QString const& name, QString const& password, QString& error) {
     if (name.trimmed().isEmpty() || password.isEmpty()) {
@@ -73,7 +23,7 @@ unsigned UserAccounts::addUser(QString const& name, QString const& password, QSt
     for (auto const& user : m_users) {
         id = std::max(id, user.second.id + 1);
     }
-    m_users.emplace(name, hashed(id, password));
+    m_users.emplace(name, User{id, PasswordHash::of(password)});
     return id;
 }
 
@@ -84,7 +34,7 @@ bool UserAccounts::setPassword(QString const& name, QString const& password, QSt
                                        : QStringLiteral("A password can't be empty");
         return false;
     }
-    found->second = hashed(found->second.id, password);
+    found->second.password = PasswordHash::of(password);
     return true;
 }
 
@@ -112,10 +62,10 @@ unsigned UserAccounts::verify(QString const& name, QString const& password) cons
         return m_guestsAllowed && password.isEmpty() ? guestId : 0;
     }
     // An unknown user is checked against a made-up one, so that both answers take one derivation.
-    static User const s_nobody = hashed(0, QStringLiteral("nobody signs in as nobody"));
+    static User const s_nobody{0, PasswordHash::of(QStringLiteral("nobody signs in as nobody"))};
     auto const found = m_users.find(name);
     User const& user = found == m_users.end() ? s_nobody : found->second;
-    bool const matches = sameBytes(derive(password, user.salt, user.iterations), user.hash);
+    bool const matches = user.password.matches(password);
     return matches && found != m_users.end() ? user.id : 0;
 }
 
@@ -135,10 +85,8 @@ bool UserAccounts::load(QString const& path, QString& error) {
         QJsonObject const object = entry.value().toObject();
         User user;
         user.id = static_cast<unsigned>(object.value(QStringLiteral("id")).toInt());
-        user.salt = fromHex(object.value(QStringLiteral("salt")));
-        user.hash = fromHex(object.value(QStringLiteral("hash")));
-        user.iterations = object.value(QStringLiteral("iterations")).toInt();
-        if (user.id == 0 || user.hash.size() != kHashBytes || user.iterations <= 0) {
+        user.password = PasswordHash::fromJson(object);
+        if (user.id == 0 || !user.password.isValid()) {
             error = QStringLiteral("'%1' has a broken account '%2'").arg(path, entry.key());
             m_users.clear();
             return false;
@@ -162,10 +110,9 @@ bool UserAccounts::load(QString const& path, QString& error) {
 bool UserAccounts::save(QString const& path, QString& error) const {
     QJsonObject users;
     for (auto const& entry : m_users) {
-        users.insert(entry.first, QJsonObject{{QStringLiteral("id"), static_cast<qint64>(entry.second.id)},
-                                              {QStringLiteral("salt"), hex(entry.second.salt)},
-                                              {QStringLiteral("hash"), hex(entry.second.hash)},
-                                              {QStringLiteral("iterations"), entry.second.iterations}});
+        QJsonObject stored = entry.second.password.toJson();
+        stored.insert(QStringLiteral("id"), static_cast<qint64>(entry.second.id));
+        users.insert(entry.first, stored);
     }
     QJsonObject groups;
     for (auto const& entry : m_groups) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/tessel/PasswordHash.hpp"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QString>
@@ -10,15 +12,13 @@
 namespace Tessel {
 
 /// The users of a server who sign in with a name and a password, and its groups of them. Passwords are
-/// kept only as salted, slow hashes (PBKDF2 with SHA-256, `iterations` rounds, a random salt per user).
+/// kept only as salted, slow hashes (`PasswordHash`).
 ///
 /// Not thread safe: a server reads it on its own thread, and a tool changes it while no server runs.
 class UserAccounts {
 public:
     /// The file of the accounts in a server's data directory.
     static constexpr char fileName[] = "users.json";
-    /// Rounds of PBKDF2 for a new password.
-    static constexpr int iterations = 100000;
     /// The first identifier a user gets; those below belong to the permissions' own roles (the guest ...).
     static constexpr unsigned firstUserId = 1001;
     /// The guest: whoever signs in with this name and no password, while guests are allowed.
@@ -27,9 +27,7 @@ public:
 
     struct User {
         unsigned id = 0;
-        QByteArray salt;
-        QByteArray hash;
-        int iterations = 0;
+        PasswordHash password;
     };
     struct Group {
         unsigned id = 0;
@@ -65,8 +63,6 @@ public:
     std::map<QString, Group> const& groups() const { return m_groups; }
 
 private:
-    static User hashed(unsigned id, QString const& password);
-
     std::map<QString, User> m_users;
     std::map<QString, Group> m_groups;
     bool m_guestsAllowed = false;

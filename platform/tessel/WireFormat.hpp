@@ -29,7 +29,8 @@
 ///     OpenDocument       S document id, S document type, and, when the client names this opening, S its
 ///                        session key, S the key of an earlier session of the document (empty: none), I n, n
 ///                        L: that session's transactions never answered, which the server tells about
-///                        (TransactionsRecovered) before it sends the document
+///                        (TransactionsRecovered) before it sends the document, then S the document's access
+///                        password (empty: none)
 ///     DocumentOpened     S document id, S root guid, S root type key, S transient root guid (empty: no
 ///                        transient tree), S guid of this client's connection node (empty: none),
 ///                        I n, n operations (the roots' values, then every node below them)

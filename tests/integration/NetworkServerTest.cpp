@@ -188,7 +188,7 @@ TEST_F(NetworkServerTest, AClientThatReconnectsAfterAKillLearnsWhichOfItsUnanswe
     again.connection = waitFor(greet(QStringLiteral("a")), "the greeting after the restart");
     again.document =
         waitFor(again.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
-                                               Datamodel::SharedCanvas::elementFactory(), resume),
+                                               Datamodel::SharedCanvas::elementFactory(), {resume}),
                 "the canvas to open again");
     std::vector<std::int64_t> const& recovered = again.document->recoveredTransactions();
     for (std::int64_t const id : recovered) {

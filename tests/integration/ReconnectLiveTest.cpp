@@ -40,9 +40,9 @@ TEST(ReconnectLiveTest, AClientThatOpensTheDocumentAgainLearnsWhichUnansweredTra
     ASSERT_EQ(resume.unanswered.size(), 2u);
 
     auto& again = sites.connect("a-again");
-    auto reopened =
-        again.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
-                                       LiveSites::factoryOf(Datamodel::SharedCanvas::documentType()), resume);
+    auto reopened = again.connection->openDocument(
+        "canvas", Datamodel::SharedCanvas::documentType(),
+        LiveSites::factoryOf(Datamodel::SharedCanvas::documentType()), {resume});
     sites.deliver();
     again.document = LiveSites::answered(std::move(reopened), "no document");
     EXPECT_EQ(again.document->recoveredTransactions(), std::vector<std::int64_t>{resume.unanswered.front()})

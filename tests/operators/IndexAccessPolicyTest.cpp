@@ -363,3 +363,28 @@ TEST_F(IndexAccessPolicyTest, AnAdministratorEditsButDoesNotOwn) {
     sites->deliver();
     EXPECT_EQ(record.permissionOverrides.value(), grant({}));
 }
+
+TEST_F(IndexAccessPolicyTest, TheInitialAccessPasswordOfARecordLocksItsCanvasAndLeavesTheIndex) {
+    LiveSites::Site& index = openIndex("alice-index", alice);
+    auto* record = new CanvasDocument();
+    record->canvasIdAttribute = QStringLiteral("canvas");
+    record->owner = alice;
+    record->permissionOverrides.setValue(grant({{bob, Tessel::PERMISSION_VIEW}}));
+    record->initialAccessPassword = QStringLiteral("sesame");
+    Tessel::NodeTransaction transaction(*index.document);
+    transaction.addNode(*record, *homeAt(index, alice));
+    ASSERT_EQ(refusalOf(transaction), "<nothing thrown>");
+    openCanvas("alice", alice);
+
+    EXPECT_TRUE(record->initialAccessPassword.value().isEmpty()) << "nobody reads it in the index any more";
+    EXPECT_TRUE(record->hasAccessPassword.value());
+    EXPECT_EQ(openRefusal(connect("bob", bob)), "document 'canvas' needs its access password");
+    Tessel::OpenOptions withPassword;
+    withPassword.accessPassword = QStringLiteral("sesame");
+    LiveSites::Site& b = connect("bob-again", bob);
+    auto opened = b.connection->openDocument("canvas", Datamodel::SharedCanvas::documentType(),
+                                             LiveSites::factoryOf(Datamodel::SharedCanvas::documentType()),
+                                             withPassword);
+    sites->deliver();
+    EXPECT_NO_THROW(LiveSites::answered(std::move(opened), "no answer"));
+}

@@ -40,10 +40,10 @@ TEST(UserAccounts, PasswordsAreKeptAsSaltedSlowHashesOnly) {
     accounts.addUser(QStringLiteral("bob"), QStringLiteral("same password"), error);
     UserAccounts::User const& alice = accounts.users().at(QStringLiteral("alice"));
     UserAccounts::User const& bob = accounts.users().at(QStringLiteral("bob"));
-    EXPECT_GE(alice.iterations, 100000);
-    EXPECT_EQ(alice.salt.size(), 16);
-    EXPECT_NE(alice.salt, bob.salt) << "a salt of its own per user";
-    EXPECT_NE(alice.hash, bob.hash) << "so the same password hashes differently";
+    EXPECT_GE(alice.password.iterations, 100000);
+    EXPECT_EQ(alice.password.salt.size(), 16);
+    EXPECT_NE(alice.password.salt, bob.password.salt) << "a salt of its own per user";
+    EXPECT_NE(alice.password.hash, bob.password.hash) << "so the same password hashes differently";
 
     QTemporaryDir directory;
     QString const path = directory.filePath(QStringLiteral("users.json"));
