@@ -3,6 +3,7 @@
 // Input: one frame, sent as it is by a raw client that has greeted the server and opened the canvas, next
 // to a real client that holds a note. The guid stand-in of ServerMessage.hpp names the canvas root.
 
+#include "fuzz/FuzzChecks.hpp"
 #include "fuzz/ServerMessage.hpp"
 #include "tests/support/RawClient.hpp"
 
@@ -35,7 +36,7 @@ public:
         transaction.addNode(*note, m_writer.canvas());
         auto committed = transaction.commit();
         m_sites.deliver();
-        expect(committed.hasValue(), "the server takes the note");
+        FuzzSupport::expect(committed.hasValue(), "the server takes the note");
         m_rootGuid = m_sites.serverDocument()->rootNode()->guid();
     }
 
@@ -60,18 +61,11 @@ public:
         auto const root = m_sites.serverDocument()->rootNode();
         auto const probe = root->childAttribute("reset-color-presets-request");
         Tessel::ServerAttributeSimple const* const simple = probe ? probe->simpleAttribute() : nullptr;
-        expect(simple && simple->asVariant().toInt() == m_probes,
-               "the server still applies a client's write");
+        FuzzSupport::expect(simple && simple->asVariant().toInt() == m_probes,
+                            "the server still applies a client's write");
     }
 
 private:
-    static void expect(bool holds, char const* what) {
-        if (!holds) {
-            std::fprintf(stderr, "broken: %s\n", what);
-            std::abort();
-        }
-    }
-
     TestSupport::LiveSites m_sites;
     TestSupport::LiveSites::Site& m_writer;
     TestSupport::RawClient m_raw;
@@ -93,13 +87,7 @@ World& world() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    // Every refused frame is logged as an error; formatting them is all a long run would print.
-    static bool const quiet = [] {
-        Cobalt::Trace::setMaximumLevel(Cobalt::Trace::LEVEL_ERROR);
-        Cobalt::Trace::setSink([](Cobalt::Trace::Level, char const*) {});
-        return true;
-    }();
-    static_cast<void>(quiet);
+    FuzzSupport::silenceLogs();
     World& live = world();
     live.feed(QByteArray(reinterpret_cast<char const*>(data), static_cast<int>(size)));
     live.expectServing();

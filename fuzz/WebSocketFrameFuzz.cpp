@@ -2,7 +2,7 @@
 // size, mask and fragmentation, cut anywhere. It refuses what it must, never crashes, and goes on serving
 // the next peer. Input: the bytes a peer sends once the handshake succeeded (a client's frames are masked).
 
-#include "platform/cobalt/Trace.hpp"
+#include "fuzz/FuzzChecks.hpp"
 #include "platform/tessel/QtExecutor.hpp"
 #include "platform/tessel/WebSocketTransport.hpp"
 
@@ -35,13 +35,6 @@ QByteArray const handshake = QByteArrayLiteral("GET / HTTP/1.1\r\n"
                                                "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n"
                                                "Sec-WebSocket-Version: 13\r\n\r\n");
 
-void expect(bool holds, char const* what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
-
 bool waitUntil(std::function<bool()> const& done) {
     QElapsedTimer clock;
     clock.start();
@@ -72,23 +65,23 @@ public:
                 keep(std::move(link));
             },
             folly::getKeepAliveToken(&m_executor), error, limits);
-        expect(m_listener != nullptr, "the listener listens");
+        FuzzSupport::expect(m_listener != nullptr, "the listener listens");
     }
 
     /// Sends `bytes` after a handshake, lets the listener read them, and goes.
     void feed(QByteArray const& bytes) {
         QTcpSocket peer;
         peer.connectToHost(QHostAddress::LocalHost, m_listener->port());
-        expect(waitUntil([&] { return peer.state() == QAbstractSocket::ConnectedState; }),
-               "the peer connects");
+        FuzzSupport::expect(waitUntil([&] { return peer.state() == QAbstractSocket::ConnectedState; }),
+                            "the peer connects");
         peer.write(handshake);
         QByteArray answer;
-        expect(waitUntil([&] {
-                   answer += peer.readAll();
-                   return answer.contains("\r\n\r\n");
-               }),
-               "the handshake is answered");
-        expect(answer.startsWith("HTTP/1.1 101"), "the handshake succeeds");
+        FuzzSupport::expect(waitUntil([&] {
+                                answer += peer.readAll();
+                                return answer.contains("\r\n\r\n");
+                            }),
+                            "the handshake is answered");
+        FuzzSupport::expect(answer.startsWith("HTTP/1.1 101"), "the handshake succeeds");
         peer.write(bytes);
         QElapsedTimer clock;
         clock.start();
@@ -106,12 +99,13 @@ public:
         auto connected = Tessel::WebSocketTransport::connect(
             QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(m_listener->port())),
             folly::getKeepAliveToken(&m_executor));
-        expect(waitUntil([&] { return connected.isReady(); }) && connected.hasValue(), "a client connects");
+        FuzzSupport::expect(waitUntil([&] { return connected.isReady(); }) && connected.hasValue(),
+                            "a client connects");
         std::shared_ptr<Tessel::MessageLink> const link = std::move(connected).get();
         QByteArray echoed;
         link->setHandlers([&](QByteArray const& frame) { echoed = frame; }, [] {});
         link->send(QByteArrayLiteral("probe"));
-        expect(waitUntil([&] { return echoed == "probe"; }), "the listener still serves");
+        FuzzSupport::expect(waitUntil([&] { return echoed == "probe"; }), "the listener still serves");
         link->close();
     }
 
@@ -144,12 +138,7 @@ World& world() {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
-    static bool const quiet = [] {
-        Cobalt::Trace::setMaximumLevel(Cobalt::Trace::LEVEL_ERROR);
-        Cobalt::Trace::setSink([](Cobalt::Trace::Level, char const*) {});
-        return true;
-    }();
-    static_cast<void>(quiet);
+    FuzzSupport::silenceLogs();
     World& live = world();
     live.feed(QByteArray(reinterpret_cast<char const*>(data), static_cast<int>(size)));
     if (size == 0) {
