@@ -15,6 +15,7 @@
 #include "platform/tessel/SignInTokens.hpp"
 #include "platform/tessel/StoredDocument.hpp"
 #include "platform/tessel/UserAccounts.hpp"
+#include "platform/tessel/WorkerThread.hpp"
 
 #include <QAbstractEventDispatcher>
 #include <QDir>
@@ -25,6 +26,15 @@
 namespace Tessel {
 
 namespace {
+
+/// Runs `work` once `delay` has passed, on this thread's event loop; at once when it has none.
+void after(std::chrono::milliseconds delay, std::function<void()> work) {
+    if (QAbstractEventDispatcher::instance()) {
+        QTimer::singleShot(delay, std::move(work));
+    } else {
+        work();
+    }
+}
 
 /// What the server sends a client it takes out of a document: the document and why.
 Cobalt::BinaryData closing(QByteArray const& id, QString const& reason) {
@@ -488,26 +498,59 @@ void TesselServer::receive(ServerToClientConnection& connection, QByteArray cons
     }
 }
 
-bool TesselServer::signIn(ServerToClientConnection& connection, QByteArray const& user,
-                          QByteArray const& password, QByteArray const& presented, std::int32_t& userId,
-                          QByteArray& token) {
-    if (connection.isTrusted() || !m_options.accounts || m_options.accounts->isEmpty()) {
-        return true;
+bool TesselServer::signsIn(ServerToClientConnection const& connection) const {
+    return !connection.isTrusted() && m_options.accounts && !m_options.accounts->isEmpty();
+}
+
+void TesselServer::verifyAside(unsigned connectionId, Greeting greeting) {
+    if (!m_signIns) {
+        m_signIns = std::make_unique<WorkerThread>();
     }
-    QString const name = QString::fromUtf8(user);
-    unsigned const signedIn = presented.isEmpty()
-                                  ? m_options.accounts->verify(name, QString::fromUtf8(password))
-                                  : m_tokens->verify(name, presented);
-    if (signedIn == 0) {
-        Cobalt::Trace::warning("TesselServer::receive # Refused the sign-in of '%s' at connection %u",
-                               user.constData(), connection.connectionId());
-        return false;
+    // A password takes a tenth of a second to check: on a thread of its own, the documents go on meanwhile.
+    std::weak_ptr<TesselServer> const weak = weak_from_this();
+    m_signIns->add([weak, connectionId, greeting = std::move(greeting), accounts = m_options.accounts,
+                    executor = m_options.executor]() mutable {
+        unsigned const signedIn =
+            accounts->verify(QString::fromUtf8(greeting.user), QString::fromUtf8(greeting.password));
+        executor->add([weak, connectionId, greeting = std::move(greeting), signedIn] {
+            std::shared_ptr<TesselServer> const server = weak.lock();
+            if (server && server->m_connections.count(connectionId)) {
+                server->answerGreeting(*server->m_connections.at(connectionId), greeting, signedIn);
+            }
+        });
+    });
+}
+
+void TesselServer::answerGreeting(ServerToClientConnection& connection, Greeting const& greeting,
+                                  unsigned signedIn) {
+    std::int32_t userId = greeting.userId;
+    QByteArray token;
+    if (signsIn(connection)) {
+        if (signedIn == 0) {
+            Cobalt::Trace::warning("TesselServer::receive # Refused the sign-in of '%s' at connection %u",
+                                   greeting.user.constData(), connection.connectionId());
+            refuseSignIn(connection);
+            return;
+        }
+        userId = static_cast<std::int32_t>(signedIn);
+        if (greeting.token.isEmpty()) {
+            token = m_tokens->issue(signedIn, QString::fromUtf8(greeting.user));
+        }
     }
-    userId = static_cast<std::int32_t>(signedIn);
-    if (presented.isEmpty() && !password.isEmpty()) {
-        token = m_tokens->issue(signedIn, name);
+    connection.greet(QString::fromUtf8(greeting.installation), QString::fromUtf8(greeting.user),
+                     static_cast<unsigned>(userId));
+    Cobalt::BinaryData welcome;
+    welcome.writeString(version().toString().toUtf8());
+    welcome.writeInt32(userId);
+    welcome.writeInt32(static_cast<std::int32_t>(connection.connectionId()));
+    welcome.writeInt64(Cobalt::TimeStamp::currentTime().ticks());
+    if (!token.isEmpty()) {
+        welcome.writeString(token);
     }
-    return true;
+    connection.send(Wire::MessageKind::Welcome, welcome);
+    for (auto const& listed : m_listing) {
+        sendListing(*listed.second, &connection);
+    }
 }
 
 void TesselServer::refuseSignIn(ServerToClientConnection& connection) {
@@ -519,17 +562,19 @@ void TesselServer::refuseSignIn(ServerToClientConnection& connection) {
             return;
         }
         Cobalt::BinaryData reason;
-        // One reason for every refusal: it tells nobody whether the user exists. The client closes the
-        // link; until then, not being greeted, it can do nothing.
+        // One reason for every refusal: it tells nobody whether the user exists.
         reason.writeString("Sign-in failed");
         server->m_connections.at(id)->send(Wire::MessageKind::SignInRefused, reason);
+        // The client closes the link as it hears the answer; one that doesn't is closed a while later.
+        after(server->m_options.signInDelay, [weak, id] {
+            std::shared_ptr<TesselServer> const later = weak.lock();
+            if (later && later->m_connections.count(id)) {
+                later->m_connections.at(id)->close();
+            }
+        });
     };
-    // A guess costs the delay: without an event loop to wait on, the answer goes at once.
-    if (QAbstractEventDispatcher::instance()) {
-        QTimer::singleShot(m_options.signInDelay, answer);
-    } else {
-        answer();
-    }
+    // A guess costs the delay.
+    after(m_options.signInDelay, answer);
 }
 
 void TesselServer::refuse(ServerToClientConnection const& connection, QString const& error) const {
@@ -540,42 +585,26 @@ void TesselServer::refuse(ServerToClientConnection const& connection, QString co
 bool TesselServer::handle(ServerToClientConnection& connection, Wire::Frame& frame, QString& error) {
     Cobalt::BinaryData& payload = frame.payload;
     if (frame.kind == Wire::MessageKind::Hello) {
-        QByteArray installation;
-        QByteArray user;
-        QByteArray password;
-        QByteArray presented;
-        std::int32_t userId = 0;
+        Greeting greeting;
         Wire::PayloadReader reader(payload);
-        reader.text(installation).text(user).int32(userId);
+        reader.text(greeting.installation).text(greeting.user).int32(greeting.userId);
         // The password, or the token in its place, comes only from clients that sign in.
-        for (QByteArray* optional : {&password, &presented}) {
+        for (QByteArray* optional : {&greeting.password, &greeting.token}) {
             if (reader.ok() && !payload.atEnd()) {
                 reader.text(*optional);
             }
         }
-        if (!reader.complete() || userId < 0) {
+        if (!reader.complete() || greeting.userId < 0 || connection.isGreeted()) {
             error = QStringLiteral("malformed greeting");
             return false;
         }
-        QByteArray token;
-        if (!signIn(connection, user, password, presented, userId, token)) {
-            refuseSignIn(connection);
+        if (signsIn(connection) && greeting.token.isEmpty()) {
+            verifyAside(connection.connectionId(), std::move(greeting));
             return true;
         }
-        connection.greet(QString::fromUtf8(installation), QString::fromUtf8(user),
-                         static_cast<unsigned>(userId));
-        Cobalt::BinaryData welcome;
-        welcome.writeString(version().toString().toUtf8());
-        welcome.writeInt32(userId);
-        welcome.writeInt32(static_cast<std::int32_t>(connection.connectionId()));
-        welcome.writeInt64(Cobalt::TimeStamp::currentTime().ticks());
-        if (!token.isEmpty()) {
-            welcome.writeString(token);
-        }
-        connection.send(Wire::MessageKind::Welcome, welcome);
-        for (auto const& listed : m_listing) {
-            sendListing(*listed.second, &connection);
-        }
+        unsigned const signedIn =
+            signsIn(connection) ? m_tokens->verify(QString::fromUtf8(greeting.user), greeting.token) : 0;
+        answerGreeting(connection, greeting, signedIn);
         return true;
     }
     if (!connection.isGreeted()) {

@@ -39,6 +39,7 @@ constexpr char accessPasswordKey[] = "accessPassword";
 class AccessPolicy;
 class AssetStorage;
 class SignInTokens;
+class WorkerThread;
 class MessageLink;
 class ServerAssets;
 class ServerToClientConnection;
@@ -69,8 +70,9 @@ public:
         std::chrono::milliseconds storeDelay{2000};
         /// The users who sign in, when not null and not empty: a greeting must then name one of them with
         /// its password, and the connection acts for that user whatever identifier it asked for. A refused
-        /// greeting is answered, after `signInDelay`, with one generic reason ("Sign-in failed"), and the
-        /// connection can do nothing until its client closes it.
+        /// greeting is answered, after `signInDelay`, with one generic reason ("Sign-in failed"), and its
+        /// link is closed when its client hasn't closed it `signInDelay` later. Passwords are checked on a
+        /// thread of their own.
         std::shared_ptr<UserAccounts const> accounts;
         std::chrono::milliseconds signInDelay{1000};
         /// How long a token given at a sign-in with a password signs its user in again.
@@ -199,12 +201,23 @@ private:
     /// Sends a message to every client that greeted the server.
     void broadcast(Wire::MessageKind kind, Cobalt::BinaryData const& payload) const;
     void refuse(ServerToClientConnection const& connection, QString const& error) const;
-    /// The user a greeting signs in as: 0 for a refused one. Without accounts, the one it asked for.
-    /// With a token in place of the password, the user it was given to. A sign-in with a password gets a
-    /// new token in `token`.
-    bool signIn(ServerToClientConnection& connection, QByteArray const& user, QByteArray const& password,
-                QByteArray const& presented, std::int32_t& userId, QByteArray& token);
-    /// Answers a refused greeting after the delay; the connection stays without a user and greeting.
+    /// What a client says when it greets the server.
+    struct Greeting {
+        QByteArray installation;
+        QByteArray user;
+        QByteArray password;
+        /// A token given at an earlier sign-in, in place of the password.
+        QByteArray token;
+        std::int32_t userId = 0;
+    };
+    /// Whether `connection` must sign in: the server has users, and doesn't trust it.
+    bool signsIn(ServerToClientConnection const& connection) const;
+    /// Checks a greeting's password on the sign-in thread, then answers it on the server's.
+    void verifyAside(unsigned connectionId, Greeting greeting);
+    /// Welcomes a greeting, as the user `signedIn` when the connection signs in (refused when 0), else as the
+    /// user it asked for. A sign-in with a password gets a token.
+    void answerGreeting(ServerToClientConnection& connection, Greeting const& greeting, unsigned signedIn);
+    /// Answers a refused greeting after the delay, and closes its link if its client doesn't.
     void refuseSignIn(ServerToClientConnection& connection);
     /// Whether `password` opens the document `id`: it has no access password, or this one.
     bool opensWith(QByteArray const& id, QString const& password) const;
@@ -217,6 +230,8 @@ private:
     std::unique_ptr<QTemporaryDir> m_temporaryAssetDirectory;
     std::unique_ptr<ServerAssets> m_assets;
     std::unique_ptr<SignInTokens> m_tokens;
+    /// Where passwords are checked, made with the first one.
+    std::unique_ptr<WorkerThread> m_signIns;
     std::map<QByteArray, std::shared_ptr<ServerDocumentType const>> m_types;
     std::map<QByteArray, std::shared_ptr<ServerDocument>> m_documents;
     std::map<QByteArray, std::shared_ptr<DocumentInfo>> m_listing;

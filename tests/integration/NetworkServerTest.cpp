@@ -447,3 +447,25 @@ TEST_F(PermissionNetworkTest, AGuestIsRefusedWhereGuestsAreBlocked) {
     EXPECT_EQ(TestSupport::messageOf<std::runtime_error>([&] { waitFor(std::move(greeting), "an answer"); }),
               "Sign-in failed");
 }
+
+TEST_F(SignInNetworkTest, AClientThatStaysAfterItsSignInWasRefusedIsClosedByTheServer) {
+    QWebSocket raw;
+    raw.open(m_server.url());
+    ASSERT_TRUE(waitUntil([&] { return raw.state() == QAbstractSocket::ConnectedState; }));
+    Cobalt::BinaryData hello;
+    hello.writeString("raw");
+    hello.writeString("alice");
+    hello.writeInt32(0);
+    hello.writeString("not her password");
+    std::vector<QByteArray> heard;
+    QObject::connect(&raw, &QWebSocket::binaryMessageReceived,
+                     [&](QByteArray const& frame) { heard.push_back(frame); });
+    raw.sendBinaryMessage(Tessel::Wire::encodeFrame(Tessel::Wire::MessageKind::Hello, hello));
+    EXPECT_TRUE(waitUntil([&] { return raw.state() == QAbstractSocket::UnconnectedState; }, 5000))
+        << "the server closed the link it refused";
+    ASSERT_EQ(heard.size(), 1u) << "after its one answer";
+    Tessel::Wire::Frame frame;
+    QString error;
+    ASSERT_TRUE(Tessel::Wire::decodeFrame(heard.front(), frame, error));
+    EXPECT_EQ(frame.kind, Tessel::Wire::MessageKind::SignInRefused);
+}
