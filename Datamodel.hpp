@@ -77,6 +77,7 @@
 #include "migrations/MigrationChains.hpp"
 #include "migrations/StoredForm.hpp"
 #include "operators/AutoPinServerOperator.hpp"
+#include "operators/IndexAccessPolicy.hpp"
 #include "operators/InitCanvasServerOperator.hpp"
 #include "operators/PresentationServerOperator.hpp"
 #include "operators/ResetColorPresetsServerOperator.hpp"

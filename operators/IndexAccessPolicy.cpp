@@ -195,6 +195,28 @@ Tessel::Permission IndexAccessPolicy::levelOf(ServerIndexNode const& node, unsig
 
 bool IndexAccessPolicy::mayOpen(Tessel::ServerToClientConnection const& client,
                                 Tessel::ServerDocument const& document, QString& error) const {
+    return admits(client, document, Tessel::PERMISSION_VIEW, "canvas '" + document.id() + "'", error);
+}
+
+bool IndexAccessPolicy::mayChange(Tessel::ServerDocumentConnection const& connection,
+                                  std::vector<Tessel::Wire::Operation> const& operations,
+                                  QString& error) const {
+    Tessel::ServerDocument const& document = connection.document();
+    if (document.documentType() == ServerIndex::documentType()) {
+        return mayOpen(connection.connection(), document, error) &&
+               mayChangeIndex(connection, operations, error);
+    }
+    bool const persistent = !operations.empty() && document.touchesPersistentTree(operations);
+    QByteArray const what =
+        persistent ? "node '" + changedGuid(operations.front()) + "' of canvas '" + document.id() + "'"
+                   : "canvas '" + document.id() + "'";
+    return admits(connection.connection(), document,
+                  persistent ? Tessel::PERMISSION_EDIT : Tessel::PERMISSION_VIEW, what, error);
+}
+
+bool IndexAccessPolicy::admits(Tessel::ServerToClientConnection const& client,
+                               Tessel::ServerDocument const& document, Tessel::Permission needed,
+                               QByteArray const& what, QString& error) const {
     ServerIndex* const root = index();
     if (!root) {
         error = QStringLiteral("The server is starting");
@@ -207,32 +229,10 @@ bool IndexAccessPolicy::mayOpen(Tessel::ServerToClientConnection const& client,
     }
     CanvasDocument const* const canvas =
         document.documentType() == ServerIndex::documentType() ? nullptr : record(document.id());
-    if (!canvas || grants(canvas->resolveAccess(member), Tessel::PERMISSION_VIEW)) {
+    if (!canvas || grants(canvas->resolveAccess(member), needed)) {
         return true;
     }
-    error = missing(Tessel::PERMISSION_VIEW, "canvas '" + document.id() + "'");
-    return false;
-}
-
-bool IndexAccessPolicy::mayChange(Tessel::ServerDocumentConnection const& connection,
-                                  std::vector<Tessel::Wire::Operation> const& operations,
-                                  QString& error) const {
-    Tessel::ServerDocument const& document = connection.document();
-    if (!mayOpen(connection.connection(), document, error)) {
-        return false;
-    }
-    if (document.documentType() == ServerIndex::documentType()) {
-        return mayChangeIndex(connection, operations, error);
-    }
-    if (operations.empty() || !document.touchesPersistentTree(operations)) {
-        return true;
-    }
-    CanvasDocument const* const canvas = record(document.id());
-    if (!canvas || grants(levelOf(*canvas, connection.connection().userId()), Tessel::PERMISSION_EDIT)) {
-        return true;
-    }
-    error = missing(Tessel::PERMISSION_EDIT,
-                    "node '" + changedGuid(operations.front()) + "' of canvas '" + document.id() + "'");
+    error = missing(needed, what);
     return false;
 }
 

@@ -73,6 +73,10 @@ private:
     /// As `holds`, for the folder that holds the node `guid` now.
     bool holdsOnParent(unsigned userId, QByteArray const& guid, Tessel::Permission needed,
                        QString& error) const;
+    /// Whether `client` holds `needed` on the canvas of `document` (a blocked user nothing, a canvas the
+    /// index doesn't list everything); when not, the reason in `error`, naming `what`.
+    bool admits(Tessel::ServerToClientConnection const& client, Tessel::ServerDocument const& document,
+                Tessel::Permission needed, QByteArray const& what, QString& error) const;
     bool mayChangeIndex(Tessel::ServerDocumentConnection const& connection,
                         std::vector<Tessel::Wire::Operation> const& operations, QString& error) const;
     bool mayChangeIndexNode(unsigned userId, Tessel::Wire::Operation const& operation, QString& error) const;

@@ -159,10 +159,12 @@ TEST_F(AccessPolicyLiveTest, AChangeOfTheTransientTreeIsAskedForToo) {
     policy->readOnly.insert(writer);
     auto* note = new Note();
     note->initName();
+    QByteArray const guid = note->guid();
     Tessel::NodeTransaction transaction(*a.document);
     transaction.addNode(*note, *a.document->transientRoot());
     EXPECT_EQ(refusalOf(transaction), "user 1 may only look") << "the policy decides what it lets through";
-    EXPECT_EQ(b.document->findSharedElement(note->guid()), nullptr);
+    EXPECT_EQ(a.document->findSharedElement(guid), nullptr) << "taken back at a";
+    EXPECT_EQ(b.document->findSharedElement(guid), nullptr);
 }
 
 TEST_F(AccessPolicyLiveTest, AClientThePolicyRefusesCantOpenTheDocument) {

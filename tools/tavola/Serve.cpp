@@ -1,5 +1,6 @@
 #include "tools/tavola/Serve.hpp"
 
+#include "tools/tavola/Commands.hpp"
 #include "tools/tavola/LocalSites.hpp"
 
 #include "operators/IndexAccessPolicy.hpp"
@@ -207,7 +208,10 @@ int runServe(QStringList const& arguments, QTextStream& out, QTextStream& err) {
         Qt::endl(err);
         return 2;
     }
-    return serve(parsed, out, err);
+    // A store or an index that can't be opened ends the server with its reason, not a crash.
+    int status = 1;
+    int const guarded = runGuarded("serve", out, err, [&] { status = serve(parsed, out, err); });
+    return guarded == 0 ? status : guarded;
 }
 
 } // namespace Tavola
