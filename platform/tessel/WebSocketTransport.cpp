@@ -105,6 +105,7 @@ public:
     }
 
     void close() override {
+        m_closedHere = true;
         onSocketThread([](WebSocketLink& link) {
             link.m_socket->close();
             link.closed();
@@ -144,7 +145,8 @@ private:
                 std::lock_guard<std::mutex> lock(link->m_mutex);
                 handler = link->m_onFrame;
             }
-            if (handler && link->m_open) {
+            // A frame that arrived before the other end closed still counts; after this end closed, none.
+            if (handler && !link->m_closedHere) {
                 handler(frame);
             }
         });
@@ -159,13 +161,14 @@ private:
     }
 
     void closeFor(QString const& reason) {
+        m_closedHere = true;
         Cobalt::Trace::warning("WebSocketTransport # Closing the link with %s: %s", qUtf8Printable(m_peer),
                                qUtf8Printable(reason));
         m_socket->close(QWebSocketProtocol::CloseCodePolicyViolated, reason);
         closed();
     }
 
-    /// Runs the close handler once, on the executor.
+    /// Runs the close handler once, on the executor, after the frames that arrived before.
     void closed() {
         if (!m_open.exchange(false)) {
             return;
@@ -174,11 +177,17 @@ private:
         {
             std::lock_guard<std::mutex> lock(m_mutex);
             handler = std::move(m_onClosed);
-            m_onFrame = nullptr;
         }
-        if (handler) {
-            m_executor->add(std::move(handler));
-        }
+        std::weak_ptr<WebSocketLink> const weak = weak_from_this();
+        m_executor->add([weak, handler = std::move(handler)] {
+            if (auto const link = weak.lock()) {
+                std::lock_guard<std::mutex> lock(link->m_mutex);
+                link->m_onFrame = nullptr;
+            }
+            if (handler) {
+                handler();
+            }
+        });
     }
 
     QWebSocket* m_socket;
@@ -186,6 +195,8 @@ private:
     WebSocketTransport::Limits m_limits;
     QString m_peer;
     std::atomic<bool> m_open{true};
+    /// This end closed the link (rather than the other): frames that still come in are dropped.
+    std::atomic<bool> m_closedHere{false};
     QElapsedTimer m_heard;
     std::mutex m_mutex;
     FrameHandler m_onFrame;

@@ -256,3 +256,22 @@ TEST_F(WebSocketTransportTest, APeerThatDoesNotKeepUpIsClosedAndTheOthersAreNotK
     toFast->send(QByteArrayLiteral("still here"));
     EXPECT_TRUE(waitUntil([&] { return heardByFast.size() == 1; })) << "the other link goes on";
 }
+
+TEST_F(WebSocketTransportTest, AFrameSentJustBeforeTheOtherEndClosesStillArrivesBeforeTheClose) {
+    listen();
+    auto const client = connect();
+    ASSERT_TRUE(waitUntil([&] { return m_accepted.size() == 1; }));
+    std::vector<QByteArray> heard;
+    bool heardBeforeClose = false;
+    bool closed = false;
+    client->setHandlers([&](QByteArray const& frame) { heard.push_back(frame); },
+                        [&] {
+                            heardBeforeClose = !heard.empty();
+                            closed = true;
+                        });
+    m_accepted.front()->send(QByteArrayLiteral("last words"));
+    m_accepted.front()->close();
+    ASSERT_TRUE(waitUntil([&] { return closed; }));
+    EXPECT_EQ(heard, std::vector<QByteArray>{QByteArrayLiteral("last words")});
+    EXPECT_TRUE(heardBeforeClose);
+}
